@@ -1,0 +1,269 @@
+#include "listing.h"
+
+#include "pathstyle.h"
+#include "pfdlog.h"
+#include "TranMiUtilAction.h"
+
+#include <QHash>
+#include <QJsonArray>
+#include <QJsonDocument>
+
+namespace {
+
+// Kind texts repeat on every row; sharing one string per distinct kind keeps
+// a 100,000-row folder from holding 100,000 copies of "文件夹".
+class KindInterner
+{
+public:
+    KindInterner()
+    {
+        for (const QString* k : {&kindword::folder(), &kindword::shortcut(), &kindword::localDisk(),
+                                 &kindword::netDrive(), &kindword::removableDisk(),
+                                 &kindword::ramDisk(), &kindword::cdRom()})
+            m_known.insert(k->toUtf8(), *k);
+    }
+    QString get(const char* p, int n)
+    {
+        const QByteArray key = QByteArray::fromRawData(p, n);
+        auto it = m_known.constFind(key);
+        if (it != m_known.constEnd())
+            return it.value();
+        const QString s = QString::fromUtf8(p, n);
+        m_known.insert(QByteArray(p, n), s);
+        return s;
+    }
+
+private:
+    QHash<QByteArray, QString> m_known;
+};
+
+bool isDriveRootKind(const QString& type)
+{
+    return type == kindword::localDisk() || type == kindword::removableDisk()
+           || type == kindword::ramDisk() || type == kindword::cdRom();
+}
+
+FileInfo makeRecord(QString fields[6], const QString& parentPrefix, bool driveList)
+{
+    FileInfo info;
+    info.name = std::move(fields[0]);
+    info.datetime = std::move(fields[1]);
+    info.type = std::move(fields[2]);
+    info.size = std::move(fields[3]);
+    info.symLinkTarget = std::move(fields[4]);
+    info.path = parentPrefix + QLatin1Char('/') + info.name;
+    if (driveList)
+        info.displayName = fields[5] + QStringLiteral(" (%1)").arg(info.name);
+    // Network drives keep the path built above: only fixed, removable, RAM
+    // and optical drives are opened at their root.
+    if (isDriveRootKind(info.type))
+        info.path = pfd::driveRootPath(info.name);
+    return info;
+}
+
+// A scanner for the one shape the directory service writes: an array of
+// arrays of strings. Anything else (numbers, objects, rows that are not
+// arrays, odd escapes) makes it give up, and the general JSON reader decides,
+// so the result is always what the general reader would give.
+class RowScanner
+{
+public:
+    RowScanner(const QByteArray& json) : p(json.constData()), end(json.constData() + json.size()) {}
+
+    bool scan(const QString& parentPrefix, bool driveList, QList<FileInfo>& out)
+    {
+        skipWs();
+        if (!eat('['))
+            return false;
+        skipWs();
+        if (eat(']'))
+            return atEnd();
+        out.reserve(int((end - p) / 96));
+        QString fields[6];
+        KindInterner kinds;
+        QByteArray lastDate;
+        QString lastDateText;
+        for (;;) {
+            skipWs();
+            if (!eat('['))
+                return false;
+            int n = 0;
+            skipWs();
+            if (!eat(']')) {
+                for (;;) {
+                    skipWs();
+                    const char* s = nullptr;
+                    int len = 0;
+                    bool escaped = false;
+                    if (!rawString(s, len, escaped))
+                        return false;
+                    if (n < 6) {
+                        if (escaped) {
+                            if (!unescape(s, len, fields[n]))
+                                return false;
+                        } else if (n == 2) {
+                            fields[n] = kinds.get(s, len);
+                        } else if (n == 1) {
+                            // Files written together share their time text.
+                            if (lastDate.size() != len || memcmp(lastDate.constData(), s, size_t(len)) != 0) {
+                                lastDate = QByteArray(s, len);
+                                lastDateText = QString::fromUtf8(s, len);
+                            }
+                            fields[n] = lastDateText;
+                        } else {
+                            fields[n] = QString::fromUtf8(s, len);
+                        }
+                        if (!escaped && !validUtf8(s, len, fields[n]))
+                            return false;
+                    } else if (!escaped && !validUtf8(s, len, QString::fromUtf8(s, len))) {
+                        return false;
+                    }
+                    ++n;
+                    skipWs();
+                    if (eat(']'))
+                        break;
+                    if (!eat(','))
+                        return false;
+                }
+            }
+            for (int i = n; i < 6; ++i)
+                fields[i].clear();
+            out.append(makeRecord(fields, parentPrefix, driveList));
+            skipWs();
+            if (eat(']'))
+                return atEnd();
+            if (!eat(','))
+                return false;
+        }
+    }
+
+private:
+    const char* p;
+    const char* end;
+
+    void skipWs()
+    {
+        while (p < end && (*p == ' ' || *p == '\n' || *p == '\r' || *p == '\t'))
+            ++p;
+    }
+    bool eat(char c)
+    {
+        if (p < end && *p == c) {
+            ++p;
+            return true;
+        }
+        return false;
+    }
+    bool atEnd()
+    {
+        skipWs();
+        return p == end;
+    }
+    bool rawString(const char*& s, int& len, bool& escaped)
+    {
+        if (!eat('"'))
+            return false;
+        s = p;
+        while (p < end && *p != '"') {
+            const unsigned char c = static_cast<unsigned char>(*p);
+            if (c < 0x20)
+                return false;
+            if (c == '\\') {
+                escaped = true;
+                if (++p == end)
+                    return false;
+            }
+            ++p;
+        }
+        if (p == end)
+            return false;
+        len = int(p - s);
+        ++p;
+        return true;
+    }
+    // Invalid UTF-8 makes the general reader reject the whole document;
+    // QString::fromUtf8 would silently replace it, so hand such text over.
+    static bool validUtf8(const char* s, int len, const QString& decoded)
+    {
+        for (int i = 0; i < len; ++i) {
+            if (static_cast<unsigned char>(s[i]) >= 0x80)
+                return !decoded.contains(QChar(QChar::ReplacementCharacter));
+        }
+        return true;
+    }
+    static bool unescape(const char* s, int len, QString& out)
+    {
+        // Rare (quotes or backslashes in names): let the general reader
+        // decode this one string exactly as it would.
+        QByteArray doc;
+        doc.reserve(len + 4);
+        doc.append("[\"").append(s, len).append("\"]");
+        QJsonParseError err;
+        const QJsonDocument d = QJsonDocument::fromJson(doc, &err);
+        if (err.error != QJsonParseError::NoError || !d.isArray())
+            return false;
+        out = d.array().at(0).toString();
+        return true;
+    }
+};
+
+QList<FileInfo> parseGeneral(const QByteArray& json, const QString& parentPrefix, bool driveList)
+{
+    QList<FileInfo> list;
+    QJsonParseError err;
+    const QJsonDocument doc = QJsonDocument::fromJson(json, &err);
+    if (err.error != QJsonParseError::NoError || doc.isEmpty() || !doc.isArray())
+        return list;
+    const QJsonArray rows = doc.array();
+    list.reserve(rows.size());
+    QString fields[6];
+    for (const QJsonValue& row : rows) {
+        if (!row.isArray())
+            continue;
+        const QJsonArray items = row.toArray();
+        for (int i = 0; i < 6; ++i)
+            fields[i] = items.at(i).toString();
+        list.append(makeRecord(fields, parentPrefix, driveList));
+    }
+    return list;
+}
+
+} // namespace
+
+namespace pfd {
+
+QList<FileInfo> parseDirRows(const QByteArray& json, const QString& parentPrefix, bool driveList)
+{
+    QList<FileInfo> list;
+    RowScanner scanner(json);
+    if (scanner.scan(parentPrefix, driveList, list))
+        return list;
+    return parseGeneral(json, parentPrefix, driveList);
+}
+
+} // namespace pfd
+
+QList<FileInfo> getFilesByPath(QString path)
+{
+    // A folder is asked for without its trailing separator; the root of a
+    // POSIX tree keeps its only "/".
+    if (path.size() > 1 && (path.endsWith(QLatin1Char('\\')) || path.endsWith(QLatin1Char('/')))
+        && pfd::isExistingDir(path))
+        path.chop(1);
+
+    QString request = path;
+    if (path.size() == 2 && path.at(1) == QLatin1Char(':'))
+        request += QLatin1Char('\\');
+
+    pfd::logInfo(QStringLiteral("文件对话框------调用Go接口获取数据开始"));
+    const QByteArray bytes = TranMiUtilAction::Instance()->ReadDirAll(request);
+    pfd::logInfo(QStringLiteral("文件对话框------调用Go接口获取数据结束"));
+
+    QString prefix = path;
+    if (path.endsWith(QLatin1String(":\\")))
+        prefix.remove(QLatin1Char('\\'));
+    else if (path == QLatin1String("/"))
+        prefix.clear(); // "/" + name, not "//" + name
+
+    return pfd::parseDirRows(bytes, prefix, path == QLatin1String(":"));
+}

@@ -1,0 +1,19 @@
+#pragma once
+// Reading one folder, or the drive list ":", through the host's directory
+// service.
+#include "FileInfo.h"
+
+// The records of one folder in the order the directory service gives them.
+// Never fails loudly: an unreadable folder or a malformed answer gives an
+// empty list.
+PFD_EXPORT QList<FileInfo> getFilesByPath(QString path);
+
+namespace pfd {
+
+// Turns the directory service's answer into records. parentPrefix is put
+// before "/" + name to make each path; driveList fills displayName and the
+// drive roots. Exposed for tests and benchmarks.
+PFD_EXPORT QList<FileInfo> parseDirRows(const QByteArray& json, const QString& parentPrefix,
+                                        bool driveList);
+
+} // namespace pfd

@@ -1,0 +1,43 @@
+#include "pathstyle.h"
+
+#include <QFileInfo>
+
+namespace pfd {
+
+bool isWindowsStylePath(const QString& path)
+{
+    if (path.size() >= 2 && path.at(1) == QLatin1Char(':') && path.at(0).isLetter())
+        return true;
+    return path.startsWith(QLatin1String("\\\\")) || path.startsWith(QLatin1String("//"));
+}
+
+bool isPosixStylePath(const QString& path)
+{
+    return path.startsWith(QLatin1Char('/')) && !path.startsWith(QLatin1String("//"));
+}
+
+bool isExistingDir(const QString& path)
+{
+#ifndef Q_OS_WIN
+    if (path.size() == 3 && isWindowsStylePath(path)
+        && (path.at(2) == QLatin1Char('\\') || path.at(2) == QLatin1Char('/')))
+        return true;
+    if (isWindowsStylePath(path))
+        return false;
+#endif
+    return QFileInfo(path).isDir();
+}
+
+QString driveRootPath(const QString& driveName)
+{
+    if (isPosixStylePath(driveName))
+        return driveName;
+    return driveName + QLatin1Char('\\');
+}
+
+QChar localSeparator(const QString& path)
+{
+    return isWindowsStylePath(path) ? QLatin1Char('\\') : QLatin1Char('/');
+}
+
+} // namespace pfd

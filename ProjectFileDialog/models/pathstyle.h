@@ -1,0 +1,29 @@
+#pragma once
+// How local paths are told apart and joined. Paths of the Windows host
+// ("C:\x", "\\server\share") follow their own rules on every platform, so
+// the same string rules hold wherever the dialog runs; POSIX paths start
+// with "/".
+#include "pfd_global.h"
+
+#include <QString>
+
+namespace pfd {
+
+// "C:", "C:\x", "C:/x", "\\server\x", "//server/x".
+PFD_EXPORT bool isWindowsStylePath(const QString& path);
+PFD_EXPORT bool isPosixStylePath(const QString& path);
+
+// Whether path names an existing folder. Off Windows, a Windows drive root
+// ("D:\", "D:/") counts as existing, since only a scripted directory service
+// can answer for it there.
+PFD_EXPORT bool isExistingDir(const QString& path);
+
+// Where a drive of the drive list is opened: "C:" -> "C:\", a POSIX mount
+// point stays itself.
+PFD_EXPORT QString driveRootPath(const QString& driveName);
+
+// The separator a local path joins its parts with: "\" for Windows-style
+// paths, "/" otherwise.
+PFD_EXPORT QChar localSeparator(const QString& path);
+
+} // namespace pfd

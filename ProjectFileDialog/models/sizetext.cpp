@@ -1,0 +1,35 @@
+#include "sizetext.h"
+
+#include "FileInfo.h"
+
+namespace pfd {
+
+QString sizeDisplayText(const QString& size)
+{
+    QString text = size.trimmed();
+    if (text.isEmpty())
+        return QString();
+    text.remove(QStringLiteral("KB"), Qt::CaseSensitive);
+    double value = text.trimmed().toDouble() * 1024.0;
+    static const char* const units[] = {"B", "KB", "MB", "GB", "TB"};
+    int unit = 0;
+    while (value >= 1024.0 && unit < 4) {
+        value /= 1024.0;
+        ++unit;
+    }
+    if (unit > 0)
+        return QString::number(value, 'f', 2) + QLatin1Char(' ') + QLatin1String(units[unit]);
+    return QString::number(static_cast<qint64>(value)) + QStringLiteral(" B");
+}
+
+double sizeKilobytes(const FileInfo& info)
+{
+    if (info.size.isEmpty() || info.isFolder() || info.isDrive()
+        || !info.size.endsWith(QLatin1String("KB"), Qt::CaseSensitive))
+        return -1;
+    bool ok = false;
+    const double kb = info.size.leftRef(info.size.size() - 2).trimmed().toDouble(&ok);
+    return ok ? kb : -1;
+}
+
+} // namespace pfd

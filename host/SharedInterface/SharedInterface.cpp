@@ -1,0 +1,248 @@
+#include "SharedInterface.h"
+#include "HostServices.h"
+#include "SharedInterfaceTesting.h"
+#include "TranMiUtilAction.h"
+#include "dirservice_p.h"
+
+#include <QCoreApplication>
+#include <QDateTime>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QHash>
+#include <QMutexLocker>
+#include <QPointer>
+#include <QTextStream>
+#include <QWidget>
+
+namespace {
+
+// Everything a host would hold in its own process; one instance, reset by
+// tests through SharedInterfaceTesting::reset().
+struct HostState
+{
+    QString appPath;
+    SharedInterfaceTesting::DirService dirService;
+    QStringList dirRequests;
+    QHash<QString, QString> hostValues;
+    SharedInterfaceTesting::CloudChannel cloudChannel;
+    QList<QByteArray> cloudRequests;
+    QStringList usageCalls;
+    QStringList busyMarks;
+    QPointer<QWidget> mainWindow;
+    QPointer<QObject> cloudSource;
+    QString projectDir;
+    bool logEnabled = true;
+    QMutex logMutex;
+    QStringList logLines;
+};
+
+HostState& state()
+{
+    static HostState s;
+    return s;
+}
+
+} // namespace
+
+// --- SharedInterface -------------------------------------------------------
+
+SharedInterface* SharedInterface::getInstance()
+{
+    static SharedInterface instance;
+    return &instance;
+}
+
+QString SharedInterface::GetAppPath()
+{
+    const QString& set = state().appPath;
+    if (!set.isEmpty())
+        return set;
+    return QCoreApplication::instance() ? QCoreApplication::applicationDirPath() : QDir::currentPath();
+}
+
+void SharedInterface::GetFileInfo(const QString& path, QString& name, QString& datetime,
+                                  QString& type, QString& size)
+{
+    const QFileInfo fi(path);
+    if (!fi.exists()) {
+        name.clear();
+        datetime.clear();
+        type.clear();
+        size.clear();
+        return;
+    }
+    name = fi.fileName();
+    datetime = fi.lastModified().toString(QStringLiteral("yyyy-MM-dd hh:mm:ss"));
+    type = fi.isDir() ? QStringLiteral("文件夹") : dirservice::fileKindText(fi.fileName());
+    size = fi.isDir() ? QString() : QString::number(double(fi.size()) / 1024.0, 'f', 2) + QStringLiteral("KB");
+}
+
+void SharedInterface::UseFunc(int funcId, const QString& detail)
+{
+    state().usageCalls << QStringLiteral("UseFunc %1 %2").arg(funcId).arg(detail);
+}
+
+void SharedInterface::EndUseFun(int funcId, const QString& detail)
+{
+    state().usageCalls << QStringLiteral("EndUseFun %1 %2").arg(funcId).arg(detail);
+}
+
+// --- TranMiUtilAction / zHttpUtil --------------------------------------------
+
+TranMiUtilAction* TranMiUtilAction::Instance()
+{
+    static TranMiUtilAction instance;
+    return &instance;
+}
+
+QByteArray TranMiUtilAction::ReadDirAll(const QString& dir)
+{
+    HostState& s = state();
+    s.dirRequests << dir;
+    if (s.dirService)
+        return s.dirService(dir);
+    return dirservice::readDirAll(dir);
+}
+
+QString TranMiUtilAction::JudageValue(const QString& key, const QString& defaultValue)
+{
+    const auto it = state().hostValues.constFind(key);
+    return it == state().hostValues.constEnd() ? defaultValue : it.value();
+}
+
+zHttpUtil* zHttpUtil::Instance()
+{
+    static zHttpUtil instance;
+    return &instance;
+}
+
+TranMiUtilAction* zHttpUtil::TranMiUtil()
+{
+    return TranMiUtilAction::Instance();
+}
+
+// --- smaller services ----------------------------------------------------------
+
+QByteArray ServicesUtil::AsyncReplyLoop(const QByteArray& envelope)
+{
+    HostState& s = state();
+    s.cloudRequests << envelope;
+    return s.cloudChannel ? s.cloudChannel(envelope) : QByteArray();
+}
+
+void SystemHelper::markVeto(const QString& reason)
+{
+    state().busyMarks << QStringLiteral("veto ") + reason;
+}
+
+void SystemHelper::markUse(const QString& reason)
+{
+    state().busyMarks << QStringLiteral("use ") + reason;
+}
+
+Communication* Communication::GetInstance()
+{
+    static Communication instance;
+    return &instance;
+}
+
+QWidget* Communication::GetMainWindow() const
+{
+    return state().mainWindow.data();
+}
+
+QObject* Communication::CloudMessageSource() const
+{
+    return state().cloudSource.data();
+}
+
+ProjectSettingHelper* ProjectSettingHelper::GetProjectSettingHelper()
+{
+    static ProjectSettingHelper instance;
+    return &instance;
+}
+
+BasicSettings ProjectSettingHelper::getCurModeBasicSettings() const
+{
+    return BasicSettings{state().projectDir};
+}
+
+LogManagement* LogManagement::getInstance()
+{
+    static LogManagement instance;
+    return &instance;
+}
+
+bool LogManagement::isEnabled() const
+{
+    return state().logEnabled;
+}
+
+void LogManagement::setEnabled(bool on)
+{
+    state().logEnabled = on;
+}
+
+QMutex& LogManagement::mutex()
+{
+    return state().logMutex;
+}
+
+QString LogManagement::logFilePath() const
+{
+    return SharedInterface::GetAppPath() + QStringLiteral("/log/host.log");
+}
+
+void LogManagement::writeLine(const QString& line)
+{
+    HostState& s = state();
+    s.logLines << line;
+    const QString file = logFilePath();
+    QDir().mkpath(QFileInfo(file).absolutePath());
+    QFile f(file);
+    // A log that cannot be written must never disturb the dialog.
+    if (f.open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Text)) {
+        f.write(line.toUtf8());
+        f.write("\n");
+    }
+}
+
+// --- test seam -------------------------------------------------------------------
+
+namespace SharedInterfaceTesting {
+
+void setAppPath(const QString& dir) { state().appPath = dir; }
+void setDirService(DirService service) { state().dirService = std::move(service); }
+QStringList dirRequests() { return state().dirRequests; }
+void setHostValue(const QString& key, const QString& value) { state().hostValues.insert(key, value); }
+void clearHostValues() { state().hostValues.clear(); }
+void setCloudChannel(CloudChannel channel) { state().cloudChannel = std::move(channel); }
+QList<QByteArray> cloudRequests() { return state().cloudRequests; }
+QStringList usageCalls() { return state().usageCalls; }
+QStringList busyMarks() { return state().busyMarks; }
+void setMainWindow(QWidget* window) { state().mainWindow = window; }
+void setCloudMessageSource(QObject* source) { state().cloudSource = source; }
+void setProjectDir(const QString& dir) { state().projectDir = dir; }
+QStringList logLines() { return state().logLines; }
+void clearLog() { state().logLines.clear(); }
+
+void reset()
+{
+    HostState& s = state();
+    s.appPath.clear();
+    s.dirService = nullptr;
+    s.dirRequests.clear();
+    s.hostValues.clear();
+    s.cloudChannel = nullptr;
+    s.cloudRequests.clear();
+    s.usageCalls.clear();
+    s.busyMarks.clear();
+    s.mainWindow = nullptr;
+    s.cloudSource = nullptr;
+    s.projectDir.clear();
+    s.logEnabled = true;
+    s.logLines.clear();
+}
+
+} // namespace SharedInterfaceTesting
