@@ -1,6 +1,7 @@
 // Reading folders and drive lists through the directory service, the size
 // text and the icons of the table's first column.
 #include "listing.h"
+#include "pathstyle.h"
 #include "shellicon.h"
 #include "sizetext.h"
 #include "testsupport.h"
@@ -41,6 +42,8 @@ private slots:
     void sizeKilobytesForSorting();
 
     void shortcutPredicates();
+    void suffixMatchesFileInfo_data();
+    void suffixMatchesFileInfo();
 
     void lnkKeysGiveShortcutIcon_data();
     void lnkKeysGiveShortcutIcon();
@@ -313,6 +316,21 @@ void TestListing::shortcutPredicates()
     QVERIFY(!forward.isShortcutToNetworkPath());
     QVERIFY(!folder.isShortcutToFolder());
     QVERIFY(folder.isFolder() && !folder.isDrive());
+}
+
+void TestListing::suffixMatchesFileInfo_data()
+{
+    QTest::addColumn<QString>("path");
+    for (const char* p : {".bashrc", "/a/.bashrc", "/a/b.c/d", "/a/b.", "/a/b..c", "a.tar.gz", "/a/b.c/.x.y",
+                          "C:\\x\\a.b", "/", "", "/a/b.c/", "x", "/a/.", "/a/..", "/a/...", "D:/a.GCFG",
+                          "/工程/预算.SGCFX", "/a b/c d.e f"})
+        QTest::newRow(p) << QString::fromUtf8(p);
+}
+
+void TestListing::suffixMatchesFileInfo()
+{
+    QFETCH(QString, path);
+    QCOMPARE(pfd::suffixRef(path).toString(), QFileInfo(path).suffix());
 }
 
 static QImage iconImage(const QIcon& icon)

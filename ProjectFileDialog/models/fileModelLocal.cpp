@@ -2,6 +2,7 @@
 
 #include "collation.h"
 #include "fileInfoJsonUtil.h"
+#include "pathstyle.h"
 #include "shellicon.h"
 #include "sizetext.h"
 #include "sortutil.h"
@@ -22,7 +23,19 @@ namespace {
 
 QString suffixOf(const QString& path)
 {
-    return QFileInfo(path).suffix();
+    return pfd::suffixRef(path).toString();
+}
+
+// "*.<suffix>" among the patterns, compared case-insensitively, without
+// building the pattern text for every row.
+bool matchesSuffixPattern(const QStringList& patterns, const QStringRef& suffix)
+{
+    for (const QString& p : patterns) {
+        if (p.size() == suffix.size() + 2 && p.startsWith(QLatin1String("*."))
+            && p.midRef(2).compare(suffix, Qt::CaseInsensitive) == 0)
+            return true;
+    }
+    return false;
 }
 
 QString dateText(const QString& datetime)
@@ -185,7 +198,7 @@ bool fileModelLocal::passesFilter(const FileInfo& info) const
     if (info.isFolder() || info.isDrive())
         return true;
     if (!info.isShortcut())
-        return m_nameFilters.contains(QStringLiteral("*.") + suffixOf(info.path), Qt::CaseInsensitive);
+        return matchesSuffixPattern(m_nameFilters, pfd::suffixRef(info.path));
     return info.isShortcutToNetworkPath() || info.isShortcutToFolder();
 }
 

@@ -35,6 +35,18 @@ QString driveRootPath(const QString& driveName)
     return driveName + QLatin1Char('\\');
 }
 
+QStringRef suffixRef(const QString& path)
+{
+    int sep = path.lastIndexOf(QLatin1Char('/'));
+#ifdef Q_OS_WIN
+    sep = qMax(sep, path.lastIndexOf(QLatin1Char('\\')));
+#endif
+    const int dot = path.lastIndexOf(QLatin1Char('.'));
+    if (dot <= sep)
+        return QStringRef();
+    return path.midRef(dot + 1);
+}
+
 QChar localSeparator(const QString& path)
 {
     return isWindowsStylePath(path) ? QLatin1Char('\\') : QLatin1Char('/');

@@ -26,4 +26,9 @@ PFD_EXPORT QString driveRootPath(const QString& driveName);
 // paths, "/" otherwise.
 PFD_EXPORT QChar localSeparator(const QString& path);
 
+// The text after the last dot of the last path element, as QFileInfo's
+// suffix() gives it, without building a QFileInfo (the type filter asks
+// this for every row of a folder).
+PFD_EXPORT QStringRef suffixRef(const QString& path);
+
 } // namespace pfd

@@ -1,0 +1,12 @@
+#pragma once
+// A sample workspace of project files, made on first run so a new user sees
+// the dialog at work at once.
+#include <QString>
+
+namespace demo {
+
+// Creates the workspace under root unless it is already there; returns the
+// folder that holds the projects.
+QString ensureWorkspace(const QString& root);
+
+} // namespace demo

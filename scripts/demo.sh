@@ -1,0 +1,11 @@
+#!/usr/bin/env bash
+# Builds everything and starts the demo host. With no display it renders
+# screenshots offscreen and prints where they are.
+set -euo pipefail
+root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
+build="${PFD_BUILD_DIR:-$root/build}"
+"$root/scripts/build.sh" --target demohost
+if [ -z "${DISPLAY:-}" ] && [ -z "${WAYLAND_DISPLAY:-}" ]; then
+  export QT_QPA_PLATFORM=offscreen
+fi
+exec "$build/bin/demohost" "$@"
