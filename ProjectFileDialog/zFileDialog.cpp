@@ -1,20 +1,369 @@
+// The dialog's shell: construction, connections, entry points, keyboard,
+// window dragging and the last place restored at start.
 #include "zFileDialog.h"
 
+#include "AddressBar.h"
+#include "HostServices.h"
+#include "InterfaceAdaptation.h"
+#include "SharedInterface.h"
+#include "YunPanModel.h"
+#include "dialogs/OpenProject.h"
+#include "dialogs/SaveProject.h"
+#include "fileModelLocal.h"
+#include "models/pathstyle.h"
 #include "models/shellicon.h"
+#include "zBaseButton.h"
+#include "zBaseCombox.h"
+#include "zBaseLabel.h"
+#include "zBaseLineEdit.h"
+#include "zBaseMenu.h"
+#include "zFileDialogUi.h"
+
+#include <QApplication>
+#include <QCompleter>
+#include <QDir>
+#include <QItemSelectionModel>
+#include <QHeaderView>
+#include <QKeyEvent>
+#include <QMouseEvent>
+#include <QStackedWidget>
+#include <QTableView>
+#include <QtDebug>
 
 zFileDialog::zFileDialog(QWidget* parent)
     : zBaseModal(parent)
+    , ui(new zFileDialogUi)
+    , m_parentWidget(parent)
+{
+    ui->setupUi(this);
+    setStyleSheet(QStringLiteral("QLineEdit{background:white;}"));
+    ui->localModel->setIconSource([this](const QString& key) { return fileIcon(key); });
+    ui->tableView->setModel(nullptr);
+    setTableModel(ui->localModel);
+    m_currentDir = ui->localModel->currentDir();
+    initTabToSuffixMap();
+    initRecentTab();
+    buildConnections();
+    installEventFilter(this);
+    ui->titleBar->installEventFilter(this);
+    ui->titleLabel->installEventFilter(this);
+    ui->tableView->installEventFilter(this);
+    ui->tableView->viewport()->installEventFilter(this);
+}
+
+zFileDialog::~zFileDialog()
+{
+    delete ui;
+}
+
+void zFileDialog::buildConnections()
+{
+    connect(ui->companyYunButton, &QAbstractButton::clicked, this, &zFileDialog::onCompanyYunButton);
+    connect(ui->personYunButton, &QAbstractButton::clicked, this, &zFileDialog::onPersonYunButton);
+    connect(ui->stackedWidget, &QStackedWidget::currentChanged, this, &zFileDialog::onCurrentChanged);
+    connect(ui->completer, QOverload<const QString&>::of(&QCompleter::activated), this,
+            &zFileDialog::onCompleterChoosed);
+    connect(ui->addressBar, &AddressBar::returnKeyPressed, this, &zFileDialog::onReturnPressed);
+    connect(ui->addressBar, &AddressBar::SCurrentPathChanged, this, &zFileDialog::slotCurrentPathChanged);
+    connect(ui->addressBar, &QLineEdit::textChanged, this, &zFileDialog::slotTextChanged);
+    connect(ui->tableView, &QAbstractItemView::pressed, this, &zFileDialog::slotSelectCurrent);
+    connect(ui->tableView, &QAbstractItemView::doubleClicked, this, &zFileDialog::slotDoubleClicked);
+    connect(ui->okButton, &QAbstractButton::clicked, this, &zFileDialog::onOkButton);
+    connect(ui->chooseDirButton, &QAbstractButton::clicked, this, &zFileDialog::slotChooseDir);
+    connect(ui->cancelButton, &QAbstractButton::clicked, this, &zFileDialog::onCancelButton);
+    // The title bar's close button is the second way to cancel.
+    connect(ui->closeButton, &QAbstractButton::clicked, this, &zFileDialog::onCancelButton);
+    connect(ui->desktopButton, &QAbstractButton::clicked, this, &zFileDialog::onDesktopButton);
+    connect(ui->computerButton, &QAbstractButton::clicked, this, &zFileDialog::onMyComputerButton);
+    connect(ui->documentButton, &QAbstractButton::clicked, this, &zFileDialog::onDocumentButton);
+    connect(ui->otherPathButton, &QAbstractButton::clicked, this, &zFileDialog::onOtherPathButton);
+    connect(ui->currentProjectButton, &QAbstractButton::clicked, this, &zFileDialog::oncurrentProjectPathButton);
+    connect(ui->currentProjectButton, &QAbstractButton::clicked, this, [this] {
+        ui->stackedWidget->setCurrentIndex(0);
+        setTableModel(ui->localModel);
+        m_isRecent = false;
+    });
+    connect(ui->backButton, &QAbstractButton::clicked, this, &zFileDialog::onBackwardsButton);
+    connect(ui->createFileButton, &QAbstractButton::clicked, this, &zFileDialog::onCreateFileButton);
+    connect(ui->figureMenu, &QMenu::triggered, this, &zFileDialog::onFigureTriggered);
+    connect(ui->fileTypeCombo, QOverload<int>::of(&QComboBox::currentIndexChanged), this,
+            &zFileDialog::currentFilterIndexChanged);
+    connect(ui->fileNameEdit, &QLineEdit::textEdited, this, &zFileDialog::TextEdited);
+    connect(ui->fileNameEdit, &zBaseLineEdit::signalFocusIn, this, [this] { ui->okButton->setEnabled(true); });
+    connect(ui->tableView, &QWidget::customContextMenuRequested, this, &zFileDialog::onTableViewContextMenu);
+    if (QObject* source = Communication::GetInstance()->CloudMessageSource()) {
+        const int index = source->metaObject()->indexOfSignal("doGotMsg(QJsonObject)");
+        if (index >= 0)
+            connect(source, SIGNAL(doGotMsg(QJsonObject)), this, SLOT(loadYunPanData(QJsonObject)));
+    }
+    connect(ui->headerView, &QHeaderView::sortIndicatorChanged, this, &zFileDialog::onSortingStateChange);
+    // After a re-sort keep the row the user was on in sight.
+    connect(ui->headerView, &QHeaderView::sortIndicatorChanged, this, [this](int, Qt::SortOrder) {
+        const QModelIndex current = ui->tableView->currentIndex();
+        if (current.isValid())
+            ui->tableView->scrollTo(current);
+    });
+    connect(ui->recentButton, &QAbstractButton::clicked, this, &zFileDialog::slotBtnRecentClicked);
+    connect(ui->refreshButton, &QAbstractButton::clicked, this, &zFileDialog::slotRefresh);
+    connect(ui->maximizeButton, &QAbstractButton::clicked, this, [this] {
+        if (!isMaximized()) {
+            showMaximized();
+            ui->maximizeButton->setIcon(QStringLiteral(":/Image/Home/FangDa2zTitleModel.svg"),
+                                        QStringLiteral(":/Image/Home/FangDa2zTitleModelHover.svg"));
+        } else {
+            showNormal();
+            ui->maximizeButton->setIcon(QStringLiteral(":/Image/Home/FangDa1zTitleModelHover.svg"),
+                                        QStringLiteral(":/Image/Home/FangDa1zTitleModel.svg"));
+        }
+    });
+    connect(ui->closeButton, &QAbstractButton::clicked, this, &QWidget::close);
+}
+
+// ---- entry points -------------------------------------------------------------
+
+QString zFileDialog::getOpenFileName(QWidget* parent, QString dir, QStringList* filters, int filterCount,
+                                     QString projectPath, bool option, QString caption, bool enterpriseCloud,
+                                     OpenFileType type)
+{
+    QString result;
+    isIopen = true;
+    auto* dialog = new OpenProject(parent);
+    dialog->openProject(dir, filters, filterCount, projectPath, option, caption, enterpriseCloud, type);
+    result = dialog->resultPath();
+    delete dialog;
+    TbServerMsg(result);
+    if (iClickedBtn == 3 || iClickedBtn == 4) {
+        SharedInterface::UseFunc(11001, QString());
+        SharedInterface::EndUseFun(11001, QString());
+    }
+    return result;
+}
+
+QString zFileDialog::getSaveFileName(QWidget* parent, QString dir, QString defaultName, QStringList* filters,
+                                     int filterCount, bool confirmOverwrite, QString caption, QString projectPath,
+                                     bool enterpriseCloud)
+{
+    QString result;
+    isIopen = false;
+    auto* dialog = new SaveProject(parent);
+    dialog->saveProject(dir, defaultName, filters, filterCount, confirmOverwrite, caption, projectPath,
+                        enterpriseCloud);
+    result = dialog->resultPath();
+    delete dialog;
+    TbServerMsg(result);
+    return result;
+}
+
+QObject* zFileDialog::getOpenFileNameTest(QWidget* parent, QString dir, QStringList* filters, int filterCount,
+                                          QString projectPath, bool option, QString caption, bool enterpriseCloud)
+{
+    isIopen = true;
+    auto* dialog = new OpenProject(parent);
+    dialog->openProject(dir, filters, filterCount, projectPath, option, caption, enterpriseCloud, OpenProjectFile);
+    return dialog;
+}
+
+void zFileDialog::setTableModel(QAbstractItemModel* model)
+{
+    if (ui->tableView->model() != model) {
+        ui->tableView->setModel(model);
+        connect(ui->tableView->selectionModel(), &QItemSelectionModel::currentRowChanged, this,
+                [this](const QModelIndex& current) { onTableRowChanged(current); });
+    }
+}
+
+void zFileDialog::onTableRowChanged(const QModelIndex&)
 {
 }
 
-zFileDialog::~zFileDialog() = default;
+QString zFileDialog::childPath(const QString& name) const
+{
+    const QString dir = QDir::toNativeSeparators(m_currentDir);
+    const QChar sep = pfd::localSeparator(dir);
+    return dir.endsWith(sep) ? dir + name : dir + sep + name;
+}
+
+void zFileDialog::finish(const QString& result)
+{
+    m_resultPath = result;
+    accept();
+}
+
+// ---- keyboard, mouse and window ---------------------------------------------------
+
+void zFileDialog::keyPressEvent(QKeyEvent* event)
+{
+    switch (event->key()) {
+    case Qt::Key_Return:
+    case Qt::Key_Enter:
+        onOkButton();
+        return;
+    case Qt::Key_Backspace:
+        onBackwardsButton();
+        return;
+    case Qt::Key_Escape:
+        m_resultPath.clear();
+        close();
+        return;
+    default:
+        zBaseModal::keyPressEvent(event);
+    }
+}
+
+bool zFileDialog::eventFilter(QObject* watched, QEvent* event)
+{
+    const int dragBand = InterfaceAdaptation::getInstance()->getResolutionRatioH(60);
+    switch (event->type()) {
+    case QEvent::FocusIn:
+        if (watched == ui->tableView)
+            ui->addressBar->uncheckOpenItem();
+        break;
+    case QEvent::MouseButtonPress:
+        if (watched == ui->tableView->viewport()) {
+            auto* me = static_cast<QMouseEvent*>(event);
+            const QModelIndex index = ui->tableView->indexAt(me->pos());
+            if (!index.isValid()) {
+                ui->tableView->clearSelection();
+                ui->tableView->setCurrentIndex(QModelIndex());
+                if (isIopen)
+                    ui->okButton->setEnabled(false);
+            } else {
+                ui->okButton->setEnabled(true);
+            }
+        }
+        break;
+    case QEvent::MouseButtonDblClick:
+        if (watched == ui->titleBar || watched == ui->titleLabel) {
+            auto* me = static_cast<QMouseEvent*>(event);
+            if (me->pos().y() < InterfaceAdaptation::getInstance()->getResolutionRatioH(40)) {
+                ui->maximizeButton->click();
+                return true;
+            }
+        }
+        break;
+    case QEvent::MouseMove:
+        if (m_dragging && (watched == this || watched == ui->titleBar || watched == ui->titleLabel)) {
+            auto* me = static_cast<QMouseEvent*>(event);
+            const QPoint moved = me->globalPos() - m_pressGlobal;
+            const QPoint pressInDialog = m_pressPos;
+            const bool onButtons = ui->closeButton->geometry().contains(ui->closeButton->parentWidget()->mapFrom(this, pressInDialog))
+                                   || ui->maximizeButton->geometry().contains(
+                                       ui->maximizeButton->parentWidget()->mapFrom(this, pressInDialog));
+            if (moved.manhattanLength() > QApplication::startDragDistance() && pressInDialog.y() <= dragBand
+                && !onButtons && !isMaximized()) {
+                move(m_windowAtPress + moved);
+                return true;
+            }
+        }
+        break;
+    default:
+        break;
+    }
+    return zBaseModal::eventFilter(watched, event);
+}
+
+void zFileDialog::mousePressEvent(QMouseEvent* event)
+{
+    if (event->button() == Qt::LeftButton) {
+        m_dragging = true;
+        m_pressPos = event->pos();
+        m_pressGlobal = event->globalPos();
+        m_windowAtPress = frameGeometry().topLeft();
+    }
+    zBaseModal::mousePressEvent(event);
+}
+
+void zFileDialog::mouseReleaseEvent(QMouseEvent* event)
+{
+    if (event->button() == Qt::LeftButton)
+        m_dragging = false;
+}
+
+bool zFileDialog::event(QEvent* event)
+{
+    switch (event->type()) {
+    case QEvent::MouseButtonPress:
+    case QEvent::NonClientAreaMouseButtonPress:
+    case QEvent::WindowDeactivate:
+        if (ui && ui->addressBar)
+            ui->addressBar->uncheckOpenItem();
+        break;
+    default:
+        break;
+    }
+    return zBaseModal::event(event);
+}
+
+void zFileDialog::closeEvent(QCloseEvent* event)
+{
+    qDebug().noquote() << QStringLiteral("----=================filedialogClose") + getCurrentPath();
+    zBaseModal::closeEvent(event);
+}
+
+void zFileDialog::initBtnStateLastClose()
+{
+    switch (iClickedBtn) {
+    case 3:
+        if (ui->companyYunButton->isEnabled())
+            onCompanyYunButton();
+        else
+            onDocumentButton();
+        break;
+    case 4:
+        if (ui->personYunButton->isEnabled())
+            onPersonYunButton();
+        else
+            onDocumentButton();
+        break;
+    case 8:
+        slotBtnRecentClicked();
+        break;
+    default:
+        break;
+    }
+}
+
+// ---- accept and cancel ----------------------------------------------------------------
+
+void zFileDialog::slotDoubleClicked(QModelIndex)
+{
+    onOkButton();
+}
+
+void zFileDialog::openField()
+{
+    onOkButton();
+}
+
+void zFileDialog::onOkButton()
+{
+    // Local choices are the project dialogs' own; cloud choices arrive with
+    // the cloud disk.
+}
+
+void zFileDialog::onCancelButton()
+{
+    m_resultPath.clear();
+    reject();
+}
 
 QIcon zFileDialog::fileIcon(const QString& key)
 {
     return pfd::fileIconForKey(key);
 }
 
-void zFileDialog::RenameDirBtnByPath(const QString&, const QString&, const QString&)
+const FileInfo* zFileDialog::fileInfoAt(const QModelIndex& index) const
 {
-    // Pinned-folder buttons arrive with the left panel.
+    if (!index.isValid() || index.model() != ui->localModel)
+        return nullptr;
+    return ui->localModel->fileAt(index.row());
 }
+
+// ---- hooks the subclasses fill ----------------------------------------------------------
+
+void zFileDialog::TextEdited(QString) {}
+void zFileDialog::onUsedPathButton() {}
+void zFileDialog::setFilterSuffix(int) {}
+void zFileDialog::setForMenu() {}
+void zFileDialog::slotChooseDir() {}
+void zFileDialog::slotTextChanged(QString) {}

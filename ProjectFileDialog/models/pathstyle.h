@@ -15,8 +15,13 @@ PFD_EXPORT bool isPosixStylePath(const QString& path);
 
 // Whether path names an existing folder. Off Windows, a Windows drive root
 // ("D:\", "D:/") counts as existing, since only a scripted directory service
-// can answer for it there.
+// can answer for it there; other Windows-style paths do not exist there, but
+// a bare "D:" is an ordinary relative name.
 PFD_EXPORT bool isExistingDir(const QString& path);
+
+// The absolute form of a folder typed by the user: a Windows-style path is
+// absolute already; anything else is taken from the working folder.
+PFD_EXPORT QString absoluteDirPath(const QString& path);
 
 // Where a drive of the drive list is opened: "C:" -> "C:\", a POSIX mount
 // point stays itself.

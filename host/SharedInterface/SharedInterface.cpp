@@ -75,7 +75,9 @@ void SharedInterface::GetFileInfo(const QString& path, QString& name, QString& d
     name = fi.fileName();
     datetime = fi.lastModified().toString(QStringLiteral("yyyy-MM-dd hh:mm:ss"));
     type = fi.isDir() ? QStringLiteral("文件夹") : dirservice::fileKindText(fi.fileName());
-    size = fi.isDir() ? QString() : QString::number(double(fi.size()) / 1024.0, 'f', 2) + QStringLiteral("KB");
+    char buf[64];
+    size = fi.isDir() ? QString()
+                      : QString::fromLatin1(buf, dirservice::detail::formatSizeText(buf, quint64(fi.size())));
 }
 
 void SharedInterface::UseFunc(int funcId, const QString& detail)

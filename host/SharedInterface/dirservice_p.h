@@ -1,8 +1,13 @@
 #pragma once
 // The real directory service behind TranMiUtilAction::ReadDirAll, one
 // implementation per platform (dirservice_unix.cpp, dirservice_win.cpp).
+#include "sharedinterface_global.h"
+
 #include <QByteArray>
 #include <QString>
+
+#include <string>
+#include <string_view>
 
 namespace dirservice {
 
@@ -12,6 +17,16 @@ QByteArray readDirAll(const QString& dir);
 
 // The kind text of an ordinary file: its suffix and " 文件", or "文件" when it
 // has none. Shared so both platforms word kinds alike.
-QString fileKindText(const QString& fileName);
+SHAREDINTERFACE_EXPORT QString fileKindText(const QString& fileName);
+
+namespace detail {
+// Row writing shared by both platforms' listings.
+void appendRow(QByteArray& out, std::string_view name, std::string_view time, std::string_view kind,
+               std::string_view size, std::string_view target, std::string_view label);
+// "<kilobytes>KB", exact: 1536 bytes -> "1.5KB".
+SHAREDINTERFACE_EXPORT int formatSizeText(char* buf, quint64 bytes);
+int formatDateTime(char* buf, qint64 year, int month, int day, int hour, int minute, int second);
+void fileKindBytes(std::string_view name, std::string& kind);
+} // namespace detail
 
 } // namespace dirservice

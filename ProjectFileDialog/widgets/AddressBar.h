@@ -1,0 +1,71 @@
+#pragma once
+// The dialog's address bar. It shows the current folder as breadcrumb
+// segments (a folder icon, the root item, one AddressItem per folder); a
+// click on its empty area turns it into a plain text field holding the path,
+// and Return accepts a typed folder. Navigation is reported through signals;
+// the dialog calls setPath after every change of folder.
+#include "pfd_global.h"
+#include "zBaseLineEdit.h"
+
+#include <QPointer>
+#include <QString>
+
+class AddressItem;
+class QAbstractButton;
+class QButtonGroup;
+class QHBoxLayout;
+
+class PFD_EXPORT AddressBar : public zBaseLineEdit
+{
+    Q_OBJECT
+
+public:
+    explicit AddressBar(QWidget* parent = nullptr);
+
+    // Shows a folder as segments (breadcrumb mode).
+    void setPath(QString path);
+    // Puts a path into the text field (edit mode).
+    void setEditText(QString text);
+
+    // The folder shown, with "/" separators (POSIX paths as they are).
+    QString currentPath() const { return path; }
+    // The folder icon at 0, the root item at 1, the segments from the
+    // shallowest, a stretch last; empty in edit mode.
+    QHBoxLayout* itemLayout() const { return layout; }
+    // The segment whose menu the bar knows to be open, if any.
+    AddressItem* checkedItem() const;
+    // Closes whichever segment menu is open (the dialog calls it when the
+    // user turns to the table, presses elsewhere or leaves the window).
+    void uncheckOpenItem();
+
+signals:
+    void SCurrentPathChanged(QString path);
+    void returnKeyPressed(QString text);
+
+public slots:
+    void onGroupBtnClicked(QAbstractButton* button);
+
+protected:
+    void focusInEvent(QFocusEvent* event) override;
+    void focusOutEvent(QFocusEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+    void mouseMoveEvent(QMouseEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
+    void mouseReleaseEvent(QMouseEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+
+private:
+    void clearItems();
+    void connectItem(AddressItem* item);
+    static bool isDirectory(const QString& path);
+
+    bool pressing = false;
+    bool selectAllToggle = false;
+    QString path;
+    QButtonGroup* buttons = nullptr;
+    QPointer<AddressItem> openItem;
+    QHBoxLayout* layout = nullptr;
+    // setPath drops the focus; the focus-out that causes must not redraw
+    // the bar a second time from the half-cleared field.
+    bool rebuilding = false;
+};

@@ -1,0 +1,1051 @@
+// bench_listing: how long it takes to show one large folder.
+//
+// Three ways of listing the same folder are timed with a warm cache:
+//   (a) the floor: opendir/readdir + fstatat into a std::vector, the least
+//       any listing has to do;
+//   (b) ours: getFilesByPath + fileModelLocal (records, name filters, sort by
+//       name), with its parts timed one by one, and (b*) the same with every
+//       row visible;
+//   (c) the peer: QFileSystemModel from setRootPath until every row is in
+//       and sorted, with the same filters, and (c*) without filters.
+// The fixture folders are created once under a cache folder and reused.
+// Peak memory of (b) is measured in a child process so that nothing the
+// other measurements allocate shows up in it.
+//
+// Run offscreen (QT_QPA_PLATFORM=offscreen; set here when unset). Nothing is
+// painted. The exit code is 0 whatever the figures: this is a measurement,
+// not a pass/fail check.
+
+#include "FileInfo.h"
+#include "HostServices.h"
+#include "TranMiUtilAction.h"
+#include "fileModelLocal.h"
+#include "listing.h"
+
+#include <QApplication>
+#include <QByteArray>
+#include <QDir>
+#include <QFileSystemModel>
+#include <QList>
+#include <QString>
+#include <QStringList>
+#include <QTimer>
+#include <QtGlobal>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <ftw.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/types.h>
+#include <sys/utsname.h>
+#include <sys/vfs.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+// ---------------------------------------------------------------------------
+// Options
+
+struct Options
+{
+    int runs = 7;
+    std::string dir;     // cache folder holding the fixtures
+    std::string only;    // "", "big" or "mid"
+    bool skipPeer = false;
+};
+
+void printUsage(const char* argv0)
+{
+    std::printf("usage: %s [--runs N] [--dir PATH] [--only big|mid] [--skip-peer]\n"
+                "  --runs N       timed runs per configuration (default 7), after one\n"
+                "                 untimed warm-up run\n"
+                "  --dir PATH     folder holding the fixture folders (default\n"
+                "                 $XDG_CACHE_HOME/pfd-bench or ~/.cache/pfd-bench)\n"
+                "  --only big|mid measure one fixture folder only\n"
+                "  --skip-peer    leave out the QFileSystemModel measurements\n",
+                argv0);
+}
+
+std::string defaultCacheDir()
+{
+    const char* xdg = std::getenv("XDG_CACHE_HOME");
+    if (xdg && *xdg == '/')
+        return std::string(xdg) + "/pfd-bench";
+    const char* home = std::getenv("HOME");
+    return std::string(home && *home ? home : "/tmp") + "/.cache/pfd-bench";
+}
+
+// Returns 0 when the options are usable, else the exit code to end with.
+int parseOptions(int argc, char** argv, Options& opt)
+{
+    for (int i = 1; i < argc; ++i) {
+        const std::string a = argv[i];
+        auto value = [&](const char* name) -> const char* {
+            if (i + 1 >= argc) {
+                std::fprintf(stderr, "%s needs a value\n", name);
+                return nullptr;
+            }
+            return argv[++i];
+        };
+        if (a == "--runs") {
+            const char* v = value("--runs");
+            if (!v)
+                return 2;
+            char* end = nullptr;
+            const long n = std::strtol(v, &end, 10);
+            if (!end || *end != '\0' || n < 1 || n > 1000) {
+                std::fprintf(stderr, "--runs wants a number from 1 to 1000\n");
+                return 2;
+            }
+            opt.runs = int(n);
+        } else if (a == "--dir") {
+            const char* v = value("--dir");
+            if (!v || !*v)
+                return 2;
+            opt.dir = v;
+        } else if (a == "--only") {
+            const char* v = value("--only");
+            if (!v)
+                return 2;
+            opt.only = v;
+            if (opt.only != "big" && opt.only != "mid") {
+                std::fprintf(stderr, "--only wants big or mid\n");
+                return 2;
+            }
+        } else if (a == "--skip-peer") {
+            opt.skipPeer = true;
+        } else if (a == "--help" || a == "-h") {
+            printUsage(argv[0]);
+            return 1;
+        } else {
+            std::fprintf(stderr, "unknown option %s\n", a.c_str());
+            printUsage(argv[0]);
+            return 2;
+        }
+    }
+    if (opt.dir.empty())
+        opt.dir = defaultCacheDir();
+    if (opt.dir.size() > 1 && opt.dir.back() == '/')
+        opt.dir.pop_back();
+    if (opt.dir.front() != '/') {
+        char cwd[4096];
+        if (::getcwd(cwd, sizeof cwd))
+            opt.dir = std::string(cwd) + "/" + opt.dir;
+    }
+    return 0;
+}
+
+// ---------------------------------------------------------------------------
+// Fixture folders
+
+struct Fixture
+{
+    const char* name;
+    int files;
+    int folders;
+};
+
+const Fixture kBig{"big", 100000, 2000};
+const Fixture kMid{"mid", 9800, 200};
+
+// Bumped whenever the names, sizes or times below change, so that an old
+// fixture is rebuilt rather than silently measured.
+const char kLayout[] = "pfd-bench fixture layout 1";
+
+// Name patterns of the files, used in turn. The first five carry the
+// extensions the filter of (b) and (c) lets through.
+const char* const kFilePatterns[] = {
+    "工程预算_%05d.GCFG", "结算书 第%d版.SGCFX", "Estimate-%d.GCFZ",
+    "审计报告(%d).GNQS",  "投标报价 %d.GCFX",    "清单%d.xlsx",
+    "材料价格表_%d.xls",  "Contract %d.CJZ",     "说明-%d.txt",
+};
+const int kPatternCount = int(sizeof kFilePatterns / sizeof kFilePatterns[0]);
+const int kFilteredPatterns = 5;
+
+const QStringList& projectFilters()
+{
+    static const QStringList f{QStringLiteral("*.GCFG"), QStringLiteral("*.GCFZ"),
+                               QStringLiteral("*.SGCFX"), QStringLiteral("*.GNQS"),
+                               QStringLiteral("*.GCFX")};
+    return f;
+}
+
+std::uint64_t mix(std::uint64_t x)
+{
+    // splitmix64 finaliser: a cheap, well spread hash of the entry number.
+    x += 0x9E3779B97F4A7C15ULL;
+    x = (x ^ (x >> 30)) * 0xBF58476D1CE4E5B9ULL;
+    x = (x ^ (x >> 27)) * 0x94D049BB133111EBULL;
+    return x ^ (x >> 31);
+}
+
+std::string fileName(int i)
+{
+    char buf[256];
+    std::snprintf(buf, sizeof buf, kFilePatterns[i % kPatternCount], i);
+    return buf;
+}
+
+std::string folderName(int i)
+{
+    char buf[256];
+    std::snprintf(buf, sizeof buf, "项目文件夹 %d", i);
+    return buf;
+}
+
+// Modification times spread over 2017-01-01 .. 2023-12-31 (UTC), to the
+// second, so that both the dates and the times of day differ.
+struct timespec entryTime(std::uint64_t key)
+{
+    const std::int64_t start = 1483228800; // 2017-01-01 00:00:00 UTC
+    const std::int64_t span = std::int64_t(7) * 365 * 86400;
+    struct timespec ts;
+    ts.tv_sec = time_t(start + std::int64_t(mix(key) % std::uint64_t(span)));
+    ts.tv_nsec = 0;
+    return ts;
+}
+
+// 0 bytes for one file in three, else 1 to 40 bytes.
+int entrySize(int i)
+{
+    const std::uint64_t h = mix(std::uint64_t(i) * 2 + 1);
+    return (h % 3 == 0) ? 0 : int(1 + (h >> 8) % 40);
+}
+
+std::string markerText(const Fixture& f)
+{
+    char buf[160];
+    std::snprintf(buf, sizeof buf, "%s files=%d folders=%d\n", kLayout, f.files, f.folders);
+    return buf;
+}
+
+bool readWholeFile(const std::string& path, std::string& out)
+{
+    FILE* fp = std::fopen(path.c_str(), "rb");
+    if (!fp)
+        return false;
+    char buf[512];
+    out.clear();
+    size_t n;
+    while ((n = std::fread(buf, 1, sizeof buf, fp)) > 0)
+        out.append(buf, n);
+    std::fclose(fp);
+    return true;
+}
+
+bool mkdirs(const std::string& path)
+{
+    std::string part;
+    for (size_t i = 1; i <= path.size(); ++i) {
+        if (i == path.size() || path[i] == '/') {
+            part = path.substr(0, i);
+            if (::mkdir(part.c_str(), 0755) != 0 && errno != EEXIST)
+                return false;
+        }
+    }
+    return true;
+}
+
+int removeOne(const char* path, const struct stat*, int, struct FTW*)
+{
+    return ::remove(path);
+}
+
+bool removeTree(const std::string& path)
+{
+    struct stat st;
+    if (::lstat(path.c_str(), &st) != 0)
+        return errno == ENOENT;
+    return ::nftw(path.c_str(), removeOne, 64, FTW_DEPTH | FTW_PHYS) == 0;
+}
+
+// Makes sure <root>/<name> holds the fixture. A fixture counts as complete
+// only when its marker file <root>/<name>.ready carries the current layout;
+// anything else (never made, interrupted, older layout) is removed and made
+// again. Returns false, having said why, when that fails.
+bool ensureFixture(const std::string& root, const Fixture& f)
+{
+    const std::string dir = root + "/" + f.name;
+    const std::string marker = root + "/" + f.name + ".ready";
+    std::string text;
+    if (readWholeFile(marker, text) && text == markerText(f)) {
+        std::printf("fixture %-3s: reusing %s\n", f.name, dir.c_str());
+        return true;
+    }
+    std::printf("fixture %-3s: creating %s (%d files, %d folders) ...\n", f.name, dir.c_str(),
+                f.files, f.folders);
+    std::fflush(stdout);
+    const auto t0 = std::chrono::steady_clock::now();
+    ::unlink(marker.c_str());
+    if (!removeTree(dir) || !mkdirs(dir)) {
+        std::fprintf(stderr, "cannot prepare %s: %s\n", dir.c_str(), std::strerror(errno));
+        return false;
+    }
+    const int dfd = ::open(dir.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (dfd < 0) {
+        std::fprintf(stderr, "cannot open %s: %s\n", dir.c_str(), std::strerror(errno));
+        return false;
+    }
+    bool ok = true;
+    char content[64];
+    std::memset(content, 'x', sizeof content);
+    // Folders and files are created interleaved, as a folder grows in use.
+    const int total = f.files + f.folders;
+    int madeFiles = 0;
+    int madeFolders = 0;
+    for (int k = 0; k < total && ok; ++k) {
+        const bool folderTurn = madeFolders < f.folders
+                                && (madeFiles >= f.files
+                                    || std::int64_t(madeFolders) * total <= std::int64_t(k) * f.folders);
+        if (folderTurn) {
+            const std::string name = folderName(madeFolders);
+            const struct timespec ts[2] = {entryTime(0x100000000ULL + std::uint64_t(madeFolders)),
+                                           entryTime(0x100000000ULL + std::uint64_t(madeFolders))};
+            if (::mkdirat(dfd, name.c_str(), 0755) != 0
+                || ::utimensat(dfd, name.c_str(), ts, AT_SYMLINK_NOFOLLOW) != 0)
+                ok = false;
+            ++madeFolders;
+        } else {
+            const std::string name = fileName(madeFiles);
+            const int fd = ::openat(dfd, name.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+            if (fd < 0) {
+                ok = false;
+                break;
+            }
+            const int size = entrySize(madeFiles);
+            if (size > 0 && ::write(fd, content, size_t(size)) != ssize_t(size))
+                ok = false;
+            const struct timespec ts[2] = {entryTime(std::uint64_t(madeFiles)),
+                                           entryTime(std::uint64_t(madeFiles))};
+            if (::futimens(fd, ts) != 0)
+                ok = false;
+            if (::close(fd) != 0)
+                ok = false;
+            ++madeFiles;
+        }
+        if ((k + 1) % 20000 == 0) {
+            std::printf("  %d / %d\n", k + 1, total);
+            std::fflush(stdout);
+        }
+    }
+    ::close(dfd);
+    if (!ok) {
+        std::fprintf(stderr, "creating the fixture in %s failed: %s\n", dir.c_str(),
+                     std::strerror(errno));
+        return false;
+    }
+    ::sync();
+    FILE* fp = std::fopen(marker.c_str(), "wb");
+    const std::string want = markerText(f);
+    if (!fp || std::fwrite(want.data(), 1, want.size(), fp) != want.size()) {
+        if (fp)
+            std::fclose(fp);
+        std::fprintf(stderr, "cannot write %s\n", marker.c_str());
+        return false;
+    }
+    std::fclose(fp);
+    const double s = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
+    std::printf("fixture %-3s: done in %.1f s\n", f.name, s);
+    return true;
+}
+
+// What a folder actually holds, read untimed: the row counts each listing
+// must end with.
+struct Census
+{
+    int entries = 0;
+    int folders = 0;
+    int filtered = 0; // folders + files whose extension passes projectFilters()
+};
+
+bool hasFilteredSuffix(const char* name)
+{
+    const char* dot = std::strrchr(name, '.');
+    if (!dot)
+        return false;
+    for (const char* ext : {".GCFG", ".GCFZ", ".SGCFX", ".GNQS", ".GCFX"}) {
+        if (::strcasecmp(dot, ext) == 0)
+            return true;
+    }
+    return false;
+}
+
+Census takeCensus(const std::string& dir)
+{
+    Census c;
+    DIR* d = ::opendir(dir.c_str());
+    if (!d)
+        return c;
+    const int fd = ::dirfd(d);
+    while (const dirent* e = ::readdir(d)) {
+        if (e->d_name[0] == '.')
+            continue;
+        struct stat st;
+        if (::fstatat(fd, e->d_name, &st, AT_SYMLINK_NOFOLLOW) != 0)
+            continue;
+        ++c.entries;
+        if (S_ISDIR(st.st_mode)) {
+            ++c.folders;
+            ++c.filtered;
+        } else if (hasFilteredSuffix(e->d_name)) {
+            ++c.filtered;
+        }
+    }
+    ::closedir(d);
+    return c;
+}
+
+// ---------------------------------------------------------------------------
+// Timing
+
+using Clock = std::chrono::steady_clock;
+
+double msSince(Clock::time_point t0)
+{
+    return std::chrono::duration<double, std::milli>(Clock::now() - t0).count();
+}
+
+struct Stats
+{
+    double median = 0;
+    double min = 0;
+    int rows = -1;        // rows the configuration ended with (last run)
+    bool measured = false;
+    bool complete = true; // false when a run gave up waiting
+};
+
+// One run: does its own untimed preparation and clean-up and returns the
+// milliseconds of its timed part; rows and complete describe the result.
+using RunFn = std::function<double(int& rows, bool& complete)>;
+
+Stats measure(int runs, const RunFn& run)
+{
+    Stats s;
+    int rows = -1;
+    bool complete = true;
+    run(rows, complete); // warm-up, untimed
+    if (!complete) {
+        s.measured = true;
+        s.complete = false;
+        s.rows = rows;
+        return s;
+    }
+    std::vector<double> t;
+    for (int i = 0; i < runs; ++i) {
+        t.push_back(run(rows, complete));
+        if (!complete)
+            s.complete = false;
+    }
+    std::sort(t.begin(), t.end());
+    const size_t n = t.size();
+    s.median = n % 2 ? t[n / 2] : (t[n / 2 - 1] + t[n / 2]) / 2;
+    s.min = t.front();
+    s.rows = rows;
+    s.measured = true;
+    return s;
+}
+
+// (a) The floor.
+struct FloorEntry
+{
+    std::string name;
+    long long size;
+    long long mtime;
+};
+
+double runFloor(const std::string& dir, int& rows)
+{
+    std::vector<FloorEntry> entries;
+    const Clock::time_point t0 = Clock::now();
+    DIR* d = ::opendir(dir.c_str());
+    if (d) {
+        const int fd = ::dirfd(d);
+        while (const dirent* e = ::readdir(d)) {
+            const char* n = e->d_name;
+            if (n[0] == '.' && (n[1] == '\0' || (n[1] == '.' && n[2] == '\0')))
+                continue;
+            struct stat st;
+            if (::fstatat(fd, n, &st, AT_SYMLINK_NOFOLLOW) != 0)
+                continue;
+            entries.push_back(FloorEntry{std::string(n), (long long)st.st_size, (long long)st.st_mtime});
+        }
+        ::closedir(d);
+    }
+    const double ms = msSince(t0);
+    rows = int(entries.size());
+    return ms; // the vector is freed after the clock stopped
+}
+
+// (b) Ours, whole: one folder shown from scratch in a model whose filters
+// were set beforehand. The previous run's records are dropped untimed.
+double runOurs(fileModelLocal& model, const QString& folder, int& rows)
+{
+    model.setFiles(QList<FileInfo>());
+    model.applyNameFilters();
+    const Clock::time_point t0 = Clock::now();
+    {
+        const QList<FileInfo> files = getFilesByPath(folder);
+        model.setFiles(files);
+        model.applyNameFilters();
+        model.sort(0, Qt::AscendingOrder);
+    }
+    const double ms = msSince(t0);
+    rows = model.rowCount();
+    return ms;
+}
+
+// (c) The peer: a fresh QFileSystemModel until all rows are in and sorted.
+double runPeer(const QString& folder, const QStringList& filters, int expected, int& rows,
+               bool& complete)
+{
+    auto* model = new QFileSystemModel;
+    if (!filters.isEmpty()) {
+        model->setNameFilterDisables(false);
+        model->setNameFilters(filters);
+    }
+    bool loaded = false;
+    int layoutChanges = 0;
+    Clock::time_point lastChange = Clock::now();
+    QObject::connect(model, &QFileSystemModel::directoryLoaded, model, [&](const QString& p) {
+        if (QDir::cleanPath(p) == folder)
+            loaded = true;
+        lastChange = Clock::now();
+    });
+    QObject::connect(model, &QAbstractItemModel::layoutChanged, model, [&] {
+        ++layoutChanges;
+        lastChange = Clock::now();
+    });
+    QObject::connect(model, &QAbstractItemModel::rowsInserted, model,
+                     [&] { lastChange = Clock::now(); });
+    // Wakes the waiting loop now and then should no other event come.
+    QTimer keepAwake;
+    keepAwake.start(20);
+
+    complete = true;
+    const Clock::time_point t0 = Clock::now();
+    const QModelIndex root = model->setRootPath(folder);
+    bool fetched = false;
+    while (!(loaded && model->rowCount(root) == expected)) {
+        if (!fetched && model->canFetchMore(root)) {
+            model->fetchMore(root);
+            fetched = true;
+        }
+        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents);
+        // Loaded but stuck short of the expected count, or nothing at all
+        // for a long time: report it rather than hang.
+        const double quiet = msSince(lastChange);
+        if ((loaded && quiet > 3000) || quiet > 60000) {
+            complete = false;
+            break;
+        }
+    }
+    model->sort(0, Qt::AscendingOrder);
+    // Settle: spin until one pass of the event loop brings no new layout.
+    for (int spin = 0; spin < 10000; ++spin) {
+        const int before = layoutChanges;
+        QCoreApplication::processEvents(QEventLoop::AllEvents);
+        if (layoutChanges == before)
+            break;
+    }
+    const double ms = msSince(t0);
+    rows = model->rowCount(root);
+    if (rows != expected)
+        complete = false;
+    keepAwake.stop();
+    delete model; // untimed: waits for the model's loader thread
+    return ms;
+}
+
+// ---------------------------------------------------------------------------
+// Peak memory of (b), in a child process
+
+struct MemoryReport
+{
+    long baselineRssKb = -1;  // VmRSS just before (b)
+    long hwmBeforeKb = -1;    // VmHWM just before (b), after resetting it
+    long hwmAfterKb = -1;     // VmHWM after (b)
+    long maxRssKb = -1;       // getrusage ru_maxrss after (b)
+    int rows = -1;
+    bool resetHwm = false;    // the high-water mark could be reset to VmRSS
+    bool ok = false;
+};
+
+long statusKb(const char* field)
+{
+    FILE* fp = std::fopen("/proc/self/status", "r");
+    if (!fp)
+        return -1;
+    char line[256];
+    long value = -1;
+    const size_t len = std::strlen(field);
+    while (std::fgets(line, sizeof line, fp)) {
+        if (std::strncmp(line, field, len) == 0 && line[len] == ':') {
+            value = std::strtol(line + len + 1, nullptr, 10);
+            break;
+        }
+    }
+    std::fclose(fp);
+    return value;
+}
+
+bool resetHighWaterMark()
+{
+    const int fd = ::open("/proc/self/clear_refs", O_WRONLY | O_CLOEXEC);
+    if (fd < 0)
+        return false;
+    const bool ok = ::write(fd, "5", 1) == 1;
+    ::close(fd);
+    return ok;
+}
+
+// Runs in the child: a fresh application, the pipeline warmed on a small
+// folder (libraries, the collator), then (b) once on the big folder.
+MemoryReport measureMemoryInChild(int argc, char** argv, const std::string& root,
+                                  const QString& bigFolder)
+{
+    MemoryReport r;
+    QApplication app(argc, argv);
+    LogManagement::getInstance()->setEnabled(false);
+    fileModelLocal model;
+    model.setNameFilters(projectFilters());
+    {
+        // Warm-up on the cache folder itself (a few entries).
+        const QList<FileInfo> few = getFilesByPath(QString::fromStdString(root));
+        model.setFiles(few);
+        model.applyNameFilters();
+        model.sort(0, Qt::AscendingOrder);
+        model.setFiles(QList<FileInfo>());
+        model.applyNameFilters();
+    }
+    r.resetHwm = resetHighWaterMark();
+    r.baselineRssKb = statusKb("VmRSS");
+    r.hwmBeforeKb = statusKb("VmHWM");
+    {
+        const QList<FileInfo> files = getFilesByPath(bigFolder);
+        model.setFiles(files);
+        model.applyNameFilters();
+        model.sort(0, Qt::AscendingOrder);
+    }
+    r.rows = model.rowCount();
+    r.hwmAfterKb = statusKb("VmHWM");
+    struct rusage ru;
+    if (::getrusage(RUSAGE_SELF, &ru) == 0)
+        r.maxRssKb = ru.ru_maxrss;
+    r.ok = r.hwmAfterKb > 0 && r.baselineRssKb > 0;
+    return r;
+}
+
+MemoryReport measureMemory(int argc, char** argv, const std::string& root, const QString& bigFolder)
+{
+    MemoryReport r;
+    int fds[2];
+    if (::pipe(fds) != 0)
+        return r;
+    std::fflush(stdout);
+    std::fflush(stderr);
+    const pid_t pid = ::fork();
+    if (pid < 0) {
+        ::close(fds[0]);
+        ::close(fds[1]);
+        return r;
+    }
+    if (pid == 0) {
+        ::close(fds[0]);
+        const MemoryReport child = measureMemoryInChild(argc, argv, root, bigFolder);
+        const ssize_t n = ::write(fds[1], &child, sizeof child);
+        ::close(fds[1]);
+        ::_exit(n == ssize_t(sizeof child) ? 0 : 1);
+    }
+    ::close(fds[1]);
+    MemoryReport got;
+    size_t have = 0;
+    auto* p = reinterpret_cast<char*>(&got);
+    while (have < sizeof got) {
+        const ssize_t n = ::read(fds[0], p + have, sizeof got - have);
+        if (n <= 0) {
+            if (n < 0 && errno == EINTR)
+                continue;
+            break;
+        }
+        have += size_t(n);
+    }
+    ::close(fds[0]);
+    int status = 0;
+    while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
+    }
+    if (have == sizeof got && WIFEXITED(status) && WEXITSTATUS(status) == 0)
+        r = got;
+    return r;
+}
+
+// ---------------------------------------------------------------------------
+// Report
+
+struct FolderResult
+{
+    const Fixture* fixture = nullptr;
+    Census census;
+    Stats a, b, service, parse, filters, sort, bStar, filtersStar, sortStar, c, cStar;
+    bool peer = false;
+};
+
+void printRow(const char* label, const Stats& s, int expectedRows)
+{
+    if (!s.measured) {
+        std::printf("  %-44s %10s %10s\n", label, "-", "-");
+        return;
+    }
+    if (!s.complete && s.median == 0) {
+        std::printf("  %-44s %10s %10s  rows %d of %d: INCOMPLETE, not timed\n", label, "-", "-",
+                    s.rows, expectedRows);
+        return;
+    }
+    std::printf("  %-44s %10.1f %10.1f", label, s.median, s.min);
+    if (s.rows >= 0) {
+        std::printf("  %7d", s.rows);
+        if (expectedRows >= 0 && s.rows != expectedRows)
+            std::printf("  (expected %d!)", expectedRows);
+    }
+    if (!s.complete)
+        std::printf("  INCOMPLETE");
+    std::printf("\n");
+}
+
+bool usable(const Stats& s)
+{
+    return s.measured && s.complete && s.median > 0;
+}
+
+// "MET" or "MISSED by factor x.xx" for value <= limit (or < limit).
+std::string verdict(double value, double limit, bool strict)
+{
+    char buf[64];
+    const bool met = strict ? value < limit : value <= limit;
+    if (met)
+        return "MET";
+    std::snprintf(buf, sizeof buf, "MISSED by factor %.2f", value / limit);
+    return buf;
+}
+
+void printRatio(const char* label, const Stats& num, const Stats& den, double target)
+{
+    if (!usable(num) || !usable(den)) {
+        std::printf("  %-34s %8s\n", label, "n/a");
+        return;
+    }
+    const double r = num.median / den.median;
+    if (target > 0)
+        std::printf("  %-34s %8.2f   target <= %.1f   %s\n", label, r, target,
+                    verdict(r, target, false).c_str());
+    else
+        std::printf("  %-34s %8.2f\n", label, r);
+}
+
+void printFolder(const FolderResult& f, bool targets)
+{
+    const Census& c = f.census;
+    std::printf("\n=== folder \"%s\": %d entries (%d files, %d folders); %d pass the project-file "
+                "filter ===\n",
+                f.fixture->name, c.entries, c.entries - c.folders, c.folders, c.filtered);
+    std::printf("  %-44s %10s %10s  %7s\n", "configuration", "median ms", "min ms", "rows");
+    printRow("(a)  floor: readdir + fstatat -> vector", f.a, c.entries);
+    printRow("(b)  ours, project filter, sorted by name", f.b, c.filtered);
+    printRow("       directory service (ReadDirAll)", f.service, -1);
+    printRow("       parsing (parseDirRows)", f.parse, c.entries);
+    printRow("       applyNameFilters", f.filters, c.filtered);
+    printRow("       sort(0, ascending)", f.sort, c.filtered);
+    printRow("(b*) ours, filter \"*.*\" (all rows), sorted", f.bStar, c.entries);
+    printRow("       applyNameFilters", f.filtersStar, c.entries);
+    printRow("       sort(0, ascending)", f.sortStar, c.entries);
+    if (f.peer) {
+        printRow("(c)  peer QFileSystemModel, project filter", f.c, c.filtered);
+        printRow("(c*) peer QFileSystemModel, no filter", f.cStar, c.entries);
+    } else {
+        std::printf("  (c)  peer: skipped (--skip-peer)\n");
+    }
+
+    std::printf("\n  ratios of medians%s\n", targets ? "" : " (targets apply to the 100,000-entry folder)");
+    printRatio("b/a", f.b, f.a, targets ? 2.5 : 0);
+    printRatio("b*/a", f.bStar, f.a, 0);
+    if (f.peer) {
+        printRatio("b/c   (both filtered)", f.b, f.c, targets ? 0.3 : 0);
+        printRatio("b*/c* (both unfiltered)", f.bStar, f.cStar, 0);
+        printRatio("b*/c  (ours all rows, peer filtered)", f.bStar, f.c, 0);
+    }
+
+    if (usable(f.b) && usable(f.service) && usable(f.a)) {
+        const double inside = std::min(f.service.median, f.b.median);
+        const double outside = f.b.median - inside;
+        std::printf("\n  where (b) goes (medians)\n");
+        std::printf("  %-34s %8.1f ms  %5.1f %%\n", "inside the directory service", inside,
+                    100.0 * inside / f.b.median);
+        std::printf("  %-34s %8.1f ms  %5.1f %%   = %.2f x a", "outside it (b - service)", outside,
+                    100.0 * outside / f.b.median, outside / f.a.median);
+        if (targets)
+            std::printf("   target <= 1.0 x a   %s", verdict(outside / f.a.median, 1.0, false).c_str());
+        std::printf("\n");
+        if (usable(f.parse) && usable(f.filters) && usable(f.sort)) {
+            const double parts = f.parse.median + f.filters.median + f.sort.median;
+            std::printf("  %-34s %8.1f ms   (parse %.1f + filters %.1f + sort %.1f;\n"
+                        "  %-34s             the rest is records handed over and freed)\n",
+                        "sum of the timed outside parts", parts, f.parse.median, f.filters.median,
+                        f.sort.median, "");
+        }
+        std::printf("  %-34s %8.2f x a\n", "directory service alone", f.service.median / f.a.median);
+    }
+}
+
+std::string fileSystemName(const std::string& path)
+{
+    struct statfs s;
+    if (::statfs(path.c_str(), &s) != 0)
+        return "unknown";
+    switch (static_cast<unsigned long>(s.f_type)) {
+    case 0xEF53UL: return "ext2/3/4";
+    case 0x58465342UL: return "xfs";
+    case 0x9123683EUL: return "btrfs";
+    case 0x01021994UL: return "tmpfs";
+    case 0x794C7630UL: return "overlayfs";
+    case 0x2FC12FC1UL: return "zfs";
+    case 0x65735546UL: return "fuse";
+    default: {
+        char buf[32];
+        std::snprintf(buf, sizeof buf, "0x%lx", static_cast<unsigned long>(s.f_type));
+        return buf;
+    }
+    }
+}
+
+std::string cpuModel()
+{
+    std::string text;
+    if (!readWholeFile("/proc/cpuinfo", text))
+        return "unknown";
+    const size_t at = text.find("model name");
+    if (at == std::string::npos)
+        return "unknown";
+    const size_t colon = text.find(':', at);
+    const size_t eol = text.find('\n', at);
+    if (colon == std::string::npos || eol == std::string::npos || colon > eol)
+        return "unknown";
+    return text.substr(colon + 2, eol - colon - 2);
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    Options opt;
+    if (const int code = parseOptions(argc, argv, opt))
+        return code == 1 ? 0 : code;
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+
+    std::vector<const Fixture*> fixtures;
+    if (opt.only.empty() || opt.only == "big")
+        fixtures.push_back(&kBig);
+    if (opt.only.empty() || opt.only == "mid")
+        fixtures.push_back(&kMid);
+
+    std::printf("bench_listing: listing one folder, warm cache\n");
+    std::printf("cache folder: %s (%s)\n", opt.dir.c_str(), "fixtures made once, reused");
+    if (!mkdirs(opt.dir)) {
+        std::fprintf(stderr, "cannot create %s: %s\n", opt.dir.c_str(), std::strerror(errno));
+        return 1;
+    }
+    for (const Fixture* f : fixtures) {
+        if (!ensureFixture(opt.dir, *f))
+            return 1;
+    }
+
+    // Peak memory first, in a child forked before this process starts any
+    // thread, so the child begins from a small, clean baseline.
+    MemoryReport memory;
+    bool memoryTried = false;
+    if (opt.only.empty() || opt.only == "big") {
+        memoryTried = true;
+        memory = measureMemory(argc, argv, opt.dir,
+                               QDir::cleanPath(QString::fromStdString(opt.dir + "/" + kBig.name)));
+    }
+
+    QApplication app(argc, argv);
+    LogManagement::getInstance()->setEnabled(false);
+
+    struct utsname un;
+    const bool haveUname = ::uname(&un) == 0;
+    const char* tz = std::getenv("TZ");
+#ifdef NDEBUG
+    const char* build = "optimised (NDEBUG)";
+#else
+    const char* build = "not NDEBUG (debug-ish build: figures not representative)";
+#endif
+    std::printf("\nmachine: %s, %ld CPUs, %s %s; file system of the fixtures: %s\n",
+                cpuModel().c_str(), ::sysconf(_SC_NPROCESSORS_ONLN),
+                haveUname ? un.sysname : "?", haveUname ? un.release : "?",
+                fileSystemName(opt.dir).c_str());
+    std::printf("Qt %s, platform %s; build: %s; TZ=%s\n", qVersion(),
+                qPrintable(QGuiApplication::platformName()), build, tz ? tz : "(unset)");
+    std::printf("host log: OFF for the whole run (LogManagement::setEnabled(false)); the real\n"
+                "host's log is off too unless someone is diagnosing, and with it on each\n"
+                "folder read also writes two log lines\n");
+    std::printf("each configuration: 1 untimed warm-up run, then %d timed runs; median and min "
+                "in ms\n",
+                opt.runs);
+    std::fflush(stdout);
+
+    std::vector<FolderResult> results;
+    for (const Fixture* fx : fixtures) {
+        FolderResult r;
+        r.fixture = fx;
+        const std::string dirStd = opt.dir + "/" + fx->name;
+        const QString folder = QDir::cleanPath(QString::fromStdString(dirStd));
+        r.census = takeCensus(dirStd);
+        if (r.census.entries != fx->files + fx->folders)
+            std::printf("warning: %s holds %d entries, %d were made\n", dirStd.c_str(),
+                        r.census.entries, fx->files + fx->folders);
+        std::printf("\nmeasuring \"%s\" ...\n", fx->name);
+        std::fflush(stdout);
+
+        // (a)
+        r.a = measure(opt.runs, [&](int& rows, bool&) { return runFloor(dirStd, rows); });
+
+        // (b) and its parts
+        fileModelLocal model;
+        model.setNameFilters(projectFilters());
+        r.b = measure(opt.runs, [&](int& rows, bool&) { return runOurs(model, folder, rows); });
+
+        r.service = measure(opt.runs, [&](int&, bool&) {
+            const Clock::time_point t0 = Clock::now();
+            const QByteArray bytes = TranMiUtilAction::Instance()->ReadDirAll(folder);
+            return msSince(t0);
+        });
+        const QByteArray bytes = TranMiUtilAction::Instance()->ReadDirAll(folder);
+        r.parse = measure(opt.runs, [&](int& rows, bool&) {
+            const Clock::time_point t0 = Clock::now();
+            const QList<FileInfo> list = pfd::parseDirRows(bytes, folder, false);
+            const double ms = msSince(t0);
+            rows = list.size();
+            return ms;
+        });
+        const QList<FileInfo> records = pfd::parseDirRows(bytes, folder, false);
+        model.setFiles(records);
+        r.filters = measure(opt.runs, [&](int& rows, bool&) {
+            const Clock::time_point t0 = Clock::now();
+            model.applyNameFilters();
+            const double ms = msSince(t0);
+            rows = model.rowCount();
+            return ms;
+        });
+        r.sort = measure(opt.runs, [&](int& rows, bool&) {
+            model.applyNameFilters(); // back to record order, untimed
+            const Clock::time_point t0 = Clock::now();
+            model.sort(0, Qt::AscendingOrder);
+            const double ms = msSince(t0);
+            rows = model.rowCount();
+            return ms;
+        });
+        model.setFiles(QList<FileInfo>());
+        model.applyNameFilters();
+
+        // (b*)
+        fileModelLocal all;
+        all.setNameFilters({QStringLiteral("*.*")});
+        r.bStar = measure(opt.runs, [&](int& rows, bool&) { return runOurs(all, folder, rows); });
+        all.setFiles(records);
+        r.filtersStar = measure(opt.runs, [&](int& rows, bool&) {
+            const Clock::time_point t0 = Clock::now();
+            all.applyNameFilters();
+            const double ms = msSince(t0);
+            rows = all.rowCount();
+            return ms;
+        });
+        r.sortStar = measure(opt.runs, [&](int& rows, bool&) {
+            all.applyNameFilters();
+            const Clock::time_point t0 = Clock::now();
+            all.sort(0, Qt::AscendingOrder);
+            const double ms = msSince(t0);
+            rows = all.rowCount();
+            return ms;
+        });
+        all.setFiles(QList<FileInfo>());
+        all.applyNameFilters();
+
+        // (c)
+        if (!opt.skipPeer) {
+            r.peer = true;
+            const int wantFiltered = r.census.filtered;
+            const int wantAll = r.census.entries;
+            r.c = measure(opt.runs, [&](int& rows, bool& complete) {
+                return runPeer(folder, projectFilters(), wantFiltered, rows, complete);
+            });
+            r.cStar = measure(opt.runs, [&](int& rows, bool& complete) {
+                return runPeer(folder, QStringList(), wantAll, rows, complete);
+            });
+        }
+        results.push_back(r);
+    }
+
+    for (const FolderResult& r : results)
+        printFolder(r, r.fixture == &kBig);
+
+    std::printf("\n=== peak memory of ours ===\n");
+    if (!memoryTried) {
+        std::printf("  not measured (the big folder is not part of this run)\n");
+    } else if (!memory.ok) {
+        std::printf("  could not be measured (child process failed)\n");
+    } else {
+        const double growthMb = double(memory.hwmAfterKb - memory.baselineRssKb) / 1024.0;
+        std::printf("peak memory of ours (100k): %.1f MB (RSS high-water mark growth)\n", growthMb);
+        std::printf("  absolute VmHWM after (b): %.1f MB; VmRSS before (b): %.1f MB; "
+                    "ru_maxrss: %.1f MB; rows shown: %d\n",
+                    memory.hwmAfterKb / 1024.0, memory.baselineRssKb / 1024.0,
+                    memory.maxRssKb / 1024.0, memory.rows);
+        std::printf("  (one pass of (b) on the big folder in a fresh child process, after a "
+                    "warm-up on a tiny folder;\n   high-water mark %s before the pass; "
+                    "1 MB = 1,048,576 bytes)\n",
+                    memory.resetHwm ? "reset to the current RSS" : "NOT resettable: growth is from VmRSS");
+        std::printf("  target < 80 MB   %s\n", verdict(growthMb, 80.0, true).c_str());
+    }
+
+    // Summary of the targets for the 100,000-entry folder.
+    for (const FolderResult& r : results) {
+        if (r.fixture != &kBig)
+            continue;
+        std::printf("\n=== targets, 100,000-entry folder ===\n");
+        auto line = [](const char* what, bool have, double value, const char* unit, double limit,
+                       bool strict) {
+            if (!have) {
+                std::printf("  %-30s %10s\n", what, "n/a");
+                return;
+            }
+            std::printf("  %-30s %8.2f%-2s  limit %s %.1f%-2s  %s\n", what, value, unit,
+                        strict ? "<" : "<=", limit, unit, verdict(value, limit, strict).c_str());
+        };
+        const bool ab = usable(r.b) && usable(r.a);
+        line("b / a", ab, ab ? r.b.median / r.a.median : 0, "x", 2.5, false);
+        const bool out = ab && usable(r.service);
+        line("(b - service) / a", out,
+             out ? (r.b.median - std::min(r.service.median, r.b.median)) / r.a.median : 0, "x", 1.0,
+             false);
+        const bool bc = usable(r.b) && r.peer && usable(r.c);
+        line("b / c", bc, bc ? r.b.median / r.c.median : 0, "x", 0.3, false);
+        const bool mem = memoryTried && memory.ok;
+        line("peak memory growth", mem,
+             mem ? double(memory.hwmAfterKb - memory.baselineRssKb) / 1024.0 : 0, "MB", 80.0, true);
+    }
+    std::printf("\n(exit code 0 whatever the figures: a measurement, not a test)\n");
+    return 0;
+}

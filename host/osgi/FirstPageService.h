@@ -1,0 +1,25 @@
+#pragma once
+// The host's start-page plug-in as the file dialog sees it: it can sign the
+// user in and knows which projects the suite has open.
+#include "osgi_global.h"
+#include <QString>
+
+class QJsonObject;
+
+namespace osgi {
+
+class OSGI_EXPORT FirstPageService
+{
+public:
+    virtual ~FirstPageService();
+
+    // Asks the user to sign in. The stand-in's own entry signs in at once
+    // with the outcome mqcoreTesting::setLoginOutcome sets; a demo host
+    // installs a service with a real prompt instead.
+    virtual void Login(const QJsonObject& args);
+
+    // Whether the suite has the project at nativePath open right now.
+    virtual bool IsProjectOpen(const QString& nativePath) const;
+};
+
+} // namespace osgi

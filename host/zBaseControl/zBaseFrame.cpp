@@ -1,0 +1,6 @@
+#include "zBaseFrame.h"
+
+zBaseFrame::zBaseFrame(QWidget* parent)
+    : QFrame(parent)
+{
+}

@@ -1,0 +1,33 @@
+#pragma once
+// A window without the system frame: a white body with rounded corners, a
+// thin border and a soft shadow around it. The shadow lives in the widget's
+// contents margins, so layouts set on the dialog fill the body only.
+#include "zcontrol_global.h"
+#include <QDialog>
+
+class ZCONTROL_EXPORT FramelessDialog : public QDialog
+{
+    Q_OBJECT
+public:
+    explicit FramelessDialog(QWidget* parent = nullptr);
+
+    // Size of the body; the shadow margin is added around it.
+    void resize(int w, int h);
+    void resize(const QSize& size) { resize(size.width(), size.height()); }
+
+    // Width of the shadow band on each side (0 while maximised).
+    int shadowMargin() const { return m_margin; }
+    // The body's rectangle in widget coordinates.
+    QRect bodyRect() const;
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+    void changeEvent(QEvent* event) override;
+    bool event(QEvent* event) override;
+
+private:
+    friend class FramelessFrameOverlay;
+    QWidget* m_overlay = nullptr;
+    int m_margin = 0;
+};

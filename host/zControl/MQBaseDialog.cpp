@@ -1,0 +1,6 @@
+#include "MQBaseDialog.h"
+
+MQBaseDialog::MQBaseDialog(QWidget* parent)
+    : RoundedDialog(parent)
+{
+}

@@ -1,0 +1,7 @@
+#include "zBaseModal.h"
+
+zBaseModal::zBaseModal(QWidget* parent)
+    : MQBaseDialog(parent)
+{
+    setModal(true);
+}
