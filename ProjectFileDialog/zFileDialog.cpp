@@ -165,11 +165,16 @@ QObject* zFileDialog::getOpenFileNameTest(QWidget* parent, QString dir, QStringL
 
 void zFileDialog::setTableModel(QAbstractItemModel* model)
 {
-    if (ui->tableView->model() != model) {
-        ui->tableView->setModel(model);
-        connect(ui->tableView->selectionModel(), &QItemSelectionModel::currentRowChanged, this,
-                [this](const QModelIndex& current) { onTableRowChanged(current); });
-    }
+    if (ui->tableView->model() == model)
+        return;
+    ui->tableView->setModel(model);
+    connect(ui->tableView->selectionModel(), &QItemSelectionModel::currentRowChanged, this,
+            [this](const QModelIndex& current) { onTableRowChanged(current); });
+    // A new model resets the header: give the name column the room it needs.
+    const auto px = [](double v) { return InterfaceAdaptation::getInstance()->getResolutionRatioH(v); };
+    ui->headerView->resizeSection(0, px(330));
+    ui->headerView->resizeSection(1, px(96));
+    ui->headerView->resizeSection(2, px(110));
 }
 
 void zFileDialog::onTableRowChanged(const QModelIndex&)

@@ -335,14 +335,14 @@ void zFileDialogUi::setupUi(zFileDialog* dialog)
     tableView->setIconSize(QSize(px(18), px(18)));
     tableView->setFrameShape(QFrame::NoFrame);
     tableView->setStyleSheet(QStringLiteral(
-        "QTableView#FileDialog{border:1px solid #E3E6EB;border-radius:4px;outline:0;"
+        "QTableView#FileDialog{border:1px solid #E3E6EB;border-radius:4px;outline:0;font-size:%1px;"
         "selection-background-color:#E8F0FE;selection-color:#1F2329;}"
         "QTableView#FileDialog::item{padding-left:6px;border:none;}"
         "QTableView#FileDialog::item:hover{background:#F2F5FA;}"
         "QTableView#FileDialog::item:selected{background:#E8F0FE;color:#1F2329;}"
         "QHeaderView#FileDialogHeaderView{background:#FFFFFF;border:none;border-bottom:1px solid #E3E6EB;}"
         "QHeaderView#FileDialogHeaderView::section{background:#FFFFFF;color:#5B6472;border:none;"
-        "padding-left:10px;border-right:1px solid #EEF0F3;}"));
+        "padding-left:10px;border-right:1px solid #EEF0F3;font-size:%1px;}").arg(px(13)));
     filePageLayout->addWidget(tableView);
     right->addWidget(stackedWidget, 1);
 
@@ -352,10 +352,6 @@ void zFileDialogUi::setupUi(zFileDialog* dialog)
                                             QStringLiteral("项目类型"), QStringLiteral("修改日期")});
     yunPanProxy = new nameFilterProxyModel(dialog);
     yunPanProxy->setSourceModel(yunPanModel);
-    tableView->setModel(localModel);
-    headerView->resizeSection(0, px(300));
-    headerView->resizeSection(1, px(90));
-    headerView->resizeSection(2, px(110));
 
     longLine = rule(rightWidget, "longline_label");
     longLine->setStyleSheet(QStringLiteral("QLabel{background:transparent;}"));

@@ -418,18 +418,53 @@ double msSince(Clock::time_point t0)
     return std::chrono::duration<double, std::milli>(Clock::now() - t0).count();
 }
 
+double processCpuMs()
+{
+    struct timespec ts;
+    ::clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &ts);
+    return double(ts.tv_sec) * 1e3 + double(ts.tv_nsec) / 1e6;
+}
+
+// Wall-clock and CPU time of one timed part. The CPU time is that of the
+// whole process (all its threads), so it includes the peer's loader thread
+// and leaves out time the machine gave to other processes.
+struct Span
+{
+    double wall = 0;
+    double cpu = 0;
+};
+
+class Stopwatch
+{
+public:
+    Stopwatch() : m_wall(Clock::now()), m_cpu(processCpuMs()) {}
+    Span stop() const { return Span{msSince(m_wall), processCpuMs() - m_cpu}; }
+
+private:
+    Clock::time_point m_wall;
+    double m_cpu;
+};
+
 struct Stats
 {
-    double median = 0;
-    double min = 0;
+    double median = 0;    // wall clock
+    double min = 0;       // wall clock
+    double cpuMedian = 0; // process CPU time
     int rows = -1;        // rows the configuration ended with (last run)
     bool measured = false;
     bool complete = true; // false when a run gave up waiting
 };
 
+double medianOf(std::vector<double> v)
+{
+    std::sort(v.begin(), v.end());
+    const size_t n = v.size();
+    return n % 2 ? v[n / 2] : (v[n / 2 - 1] + v[n / 2]) / 2;
+}
+
 // One run: does its own untimed preparation and clean-up and returns the
-// milliseconds of its timed part; rows and complete describe the result.
-using RunFn = std::function<double(int& rows, bool& complete)>;
+// times of its timed part; rows and complete describe the result.
+using RunFn = std::function<Span(int& rows, bool& complete)>;
 
 Stats measure(int runs, const RunFn& run)
 {
@@ -443,16 +478,18 @@ Stats measure(int runs, const RunFn& run)
         s.rows = rows;
         return s;
     }
-    std::vector<double> t;
+    std::vector<double> wall;
+    std::vector<double> cpu;
     for (int i = 0; i < runs; ++i) {
-        t.push_back(run(rows, complete));
+        const Span t = run(rows, complete);
+        wall.push_back(t.wall);
+        cpu.push_back(t.cpu);
         if (!complete)
             s.complete = false;
     }
-    std::sort(t.begin(), t.end());
-    const size_t n = t.size();
-    s.median = n % 2 ? t[n / 2] : (t[n / 2 - 1] + t[n / 2]) / 2;
-    s.min = t.front();
+    s.median = medianOf(wall);
+    s.min = *std::min_element(wall.begin(), wall.end());
+    s.cpuMedian = medianOf(cpu);
     s.rows = rows;
     s.measured = true;
     return s;
@@ -466,10 +503,10 @@ struct FloorEntry
     long long mtime;
 };
 
-double runFloor(const std::string& dir, int& rows)
+Span runFloor(const std::string& dir, int& rows)
 {
     std::vector<FloorEntry> entries;
-    const Clock::time_point t0 = Clock::now();
+    const Stopwatch watch;
     DIR* d = ::opendir(dir.c_str());
     if (d) {
         const int fd = ::dirfd(d);
@@ -484,31 +521,31 @@ double runFloor(const std::string& dir, int& rows)
         }
         ::closedir(d);
     }
-    const double ms = msSince(t0);
+    const Span t = watch.stop();
     rows = int(entries.size());
-    return ms; // the vector is freed after the clock stopped
+    return t; // the vector is freed after the clock stopped
 }
 
 // (b) Ours, whole: one folder shown from scratch in a model whose filters
 // were set beforehand. The previous run's records are dropped untimed.
-double runOurs(fileModelLocal& model, const QString& folder, int& rows)
+Span runOurs(fileModelLocal& model, const QString& folder, int& rows)
 {
     model.setFiles(QList<FileInfo>());
     model.applyNameFilters();
-    const Clock::time_point t0 = Clock::now();
+    const Stopwatch watch;
     {
         const QList<FileInfo> files = getFilesByPath(folder);
         model.setFiles(files);
         model.applyNameFilters();
         model.sort(0, Qt::AscendingOrder);
     }
-    const double ms = msSince(t0);
+    const Span t = watch.stop();
     rows = model.rowCount();
-    return ms;
+    return t;
 }
 
 // (c) The peer: a fresh QFileSystemModel until all rows are in and sorted.
-double runPeer(const QString& folder, const QStringList& filters, int expected, int& rows,
+Span runPeer(const QString& folder, const QStringList& filters, int expected, int& rows,
                bool& complete)
 {
     auto* model = new QFileSystemModel;
@@ -535,7 +572,7 @@ double runPeer(const QString& folder, const QStringList& filters, int expected, 
     keepAwake.start(20);
 
     complete = true;
-    const Clock::time_point t0 = Clock::now();
+    const Stopwatch watch;
     const QModelIndex root = model->setRootPath(folder);
     bool fetched = false;
     while (!(loaded && model->rowCount(root) == expected)) {
@@ -560,13 +597,13 @@ double runPeer(const QString& folder, const QStringList& filters, int expected, 
         if (layoutChanges == before)
             break;
     }
-    const double ms = msSince(t0);
+    const Span t = watch.stop();
     rows = model->rowCount(root);
     if (rows != expected)
         complete = false;
     keepAwake.stop();
     delete model; // untimed: waits for the model's loader thread
-    return ms;
+    return t;
 }
 
 // ---------------------------------------------------------------------------
@@ -694,26 +731,19 @@ MemoryReport measureMemory(int argc, char** argv, const std::string& root, const
 // ---------------------------------------------------------------------------
 // Report
 
-struct FolderResult
-{
-    const Fixture* fixture = nullptr;
-    Census census;
-    Stats a, b, service, parse, filters, sort, bStar, filtersStar, sortStar, c, cStar;
-    bool peer = false;
-};
 
 void printRow(const char* label, const Stats& s, int expectedRows)
 {
     if (!s.measured) {
-        std::printf("  %-44s %10s %10s\n", label, "-", "-");
+        std::printf("  %-44s %9s %9s %9s\n", label, "-", "-", "-");
         return;
     }
     if (!s.complete && s.median == 0) {
-        std::printf("  %-44s %10s %10s  rows %d of %d: INCOMPLETE, not timed\n", label, "-", "-",
-                    s.rows, expectedRows);
+        std::printf("  %-44s %9s %9s %9s  rows %d of %d: INCOMPLETE, not timed\n", label, "-", "-",
+                    "-", s.rows, expectedRows);
         return;
     }
-    std::printf("  %-44s %10.1f %10.1f", label, s.median, s.min);
+    std::printf("  %-44s %9.1f %9.1f %9.1f", label, s.median, s.min, s.cpuMedian);
     if (s.rows >= 0) {
         std::printf("  %7d", s.rows);
         if (expectedRows >= 0 && s.rows != expectedRows)
@@ -743,24 +773,75 @@ std::string verdict(double value, double limit, bool strict)
 void printRatio(const char* label, const Stats& num, const Stats& den, double target)
 {
     if (!usable(num) || !usable(den)) {
-        std::printf("  %-34s %8s\n", label, "n/a");
+        std::printf("  %-36s %7s\n", label, "n/a");
         return;
     }
     const double r = num.median / den.median;
+    const double rc = den.cpuMedian > 0 ? num.cpuMedian / den.cpuMedian : 0;
+    std::printf("  %-36s %7.2f %7.2f", label, r, rc);
     if (target > 0)
-        std::printf("  %-34s %8.2f   target <= %.1f   %s\n", label, r, target,
-                    verdict(r, target, false).c_str());
-    else
-        std::printf("  %-34s %8.2f\n", label, r);
+        std::printf("   target <= %.1f   %s", target, verdict(r, target, false).c_str());
+    std::printf("\n");
+}
+
+// The machine's load, to judge how far the wall-clock figures can be trusted.
+struct Load
+{
+    double loadAvg1 = -1;   // /proc/loadavg, first field
+    double pressure10 = -1; // /proc/pressure/cpu "some avg10", percent
+};
+
+Load currentLoad()
+{
+    Load l;
+    if (FILE* fp = std::fopen("/proc/loadavg", "r")) {
+        if (std::fscanf(fp, "%lf", &l.loadAvg1) != 1)
+            l.loadAvg1 = -1;
+        std::fclose(fp);
+    }
+    if (FILE* fp = std::fopen("/proc/pressure/cpu", "r")) {
+        char line[256];
+        if (std::fgets(line, sizeof line, fp)) {
+            if (const char* at = std::strstr(line, "avg10="))
+                l.pressure10 = std::strtod(at + 6, nullptr);
+        }
+        std::fclose(fp);
+    }
+    return l;
+}
+
+struct FolderResult
+{
+    const Fixture* fixture = nullptr;
+    Census census;
+    Stats a, b, service, parse, filters, sort, bStar, filtersStar, sortStar, c, cStar;
+    bool peer = false;
+    Load before;
+    Load after;
+};
+
+void printLoad(const char* when, const Load& l)
+{
+    std::printf("%s load average %.2f on %ld CPUs", when, l.loadAvg1, ::sysconf(_SC_NPROCESSORS_ONLN));
+    if (l.pressure10 >= 0)
+        std::printf(", CPU pressure (some, 10 s) %.0f %%", l.pressure10);
 }
 
 void printFolder(const FolderResult& f, bool targets)
 {
     const Census& c = f.census;
     std::printf("\n=== folder \"%s\": %d entries (%d files, %d folders); %d pass the project-file "
-                "filter ===\n",
+                "filter ===\n  ",
                 f.fixture->name, c.entries, c.entries - c.folders, c.folders, c.filtered);
-    std::printf("  %-44s %10s %10s  %7s\n", "configuration", "median ms", "min ms", "rows");
+    printLoad("machine: before", f.before);
+    std::printf(";\n  ");
+    printLoad("after", f.after);
+    const long cpus = ::sysconf(_SC_NPROCESSORS_ONLN);
+    if (f.before.loadAvg1 > 0.75 * double(cpus) || f.after.loadAvg1 > 0.75 * double(cpus))
+        std::printf("\n  BUSY MACHINE: wall-clock figures are inflated and noisy; the CPU-time\n"
+                    "  column is the steadier one");
+    std::printf("\n\n  %-44s %9s %9s %9s  %7s\n", "configuration", "median ms", "min ms",
+                "cpu ms", "rows");
     printRow("(a)  floor: readdir + fstatat -> vector", f.a, c.entries);
     printRow("(b)  ours, project filter, sorted by name", f.b, c.filtered);
     printRow("       directory service (ReadDirAll)", f.service, -1);
@@ -778,6 +859,7 @@ void printFolder(const FolderResult& f, bool targets)
     }
 
     std::printf("\n  ratios of medians%s\n", targets ? "" : " (targets apply to the 100,000-entry folder)");
+    std::printf("  %-36s %7s %7s\n", "", "wall", "cpu");
     printRatio("b/a", f.b, f.a, targets ? 2.5 : 0);
     printRatio("b*/a", f.bStar, f.a, 0);
     if (f.peer) {
@@ -789,22 +871,31 @@ void printFolder(const FolderResult& f, bool targets)
     if (usable(f.b) && usable(f.service) && usable(f.a)) {
         const double inside = std::min(f.service.median, f.b.median);
         const double outside = f.b.median - inside;
-        std::printf("\n  where (b) goes (medians)\n");
-        std::printf("  %-34s %8.1f ms  %5.1f %%\n", "inside the directory service", inside,
-                    100.0 * inside / f.b.median);
-        std::printf("  %-34s %8.1f ms  %5.1f %%   = %.2f x a", "outside it (b - service)", outside,
-                    100.0 * outside / f.b.median, outside / f.a.median);
+        const double insideCpu = std::min(f.service.cpuMedian, f.b.cpuMedian);
+        const double outsideCpu = f.b.cpuMedian - insideCpu;
+        std::printf("\n  where (b) goes (medians)                wall ms  share   |  cpu ms  share\n");
+        std::printf("  %-36s %8.1f %5.1f %%  | %7.1f %5.1f %%\n", "inside the directory service",
+                    inside, 100.0 * inside / f.b.median, insideCpu,
+                    f.b.cpuMedian > 0 ? 100.0 * insideCpu / f.b.cpuMedian : 0.0);
+        std::printf("  %-36s %8.1f %5.1f %%  | %7.1f %5.1f %%\n", "outside it (b - service)", outside,
+                    100.0 * outside / f.b.median, outsideCpu,
+                    f.b.cpuMedian > 0 ? 100.0 * outsideCpu / f.b.cpuMedian : 0.0);
+        std::printf("  %-36s %8.2f x a       | %7.2f x a", "outside share as a multiple of a",
+                    outside / f.a.median, f.a.cpuMedian > 0 ? outsideCpu / f.a.cpuMedian : 0.0);
         if (targets)
             std::printf("   target <= 1.0 x a   %s", verdict(outside / f.a.median, 1.0, false).c_str());
         std::printf("\n");
         if (usable(f.parse) && usable(f.filters) && usable(f.sort)) {
             const double parts = f.parse.median + f.filters.median + f.sort.median;
-            std::printf("  %-34s %8.1f ms   (parse %.1f + filters %.1f + sort %.1f;\n"
-                        "  %-34s             the rest is records handed over and freed)\n",
-                        "sum of the timed outside parts", parts, f.parse.median, f.filters.median,
-                        f.sort.median, "");
+            const double partsCpu = f.parse.cpuMedian + f.filters.cpuMedian + f.sort.cpuMedian;
+            std::printf("  %-36s %8.1f          | %7.1f\n", "parse + filters + sort, timed apart",
+                        parts, partsCpu);
+            std::printf("  (b - service) minus those parts is handing the records to the model and\n"
+                        "  freeing the service's bytes; on a busy machine it is mostly noise)\n");
         }
-        std::printf("  %-34s %8.2f x a\n", "directory service alone", f.service.median / f.a.median);
+        std::printf("  %-36s %8.2f x a       | %7.2f x a\n", "directory service alone",
+                    f.service.median / f.a.median,
+                    f.a.cpuMedian > 0 ? f.service.cpuMedian / f.a.cpuMedian : 0.0);
     }
 }
 
@@ -901,8 +992,8 @@ int main(int argc, char** argv)
     std::printf("host log: OFF for the whole run (LogManagement::setEnabled(false)); the real\n"
                 "host's log is off too unless someone is diagnosing, and with it on each\n"
                 "folder read also writes two log lines\n");
-    std::printf("each configuration: 1 untimed warm-up run, then %d timed runs; median and min "
-                "in ms\n",
+    std::printf("each configuration: 1 untimed warm-up run, then %d timed runs; wall-clock median\n"
+                "and min, and the median of the process's CPU time (all threads), in ms\n",
                 opt.runs);
     std::fflush(stdout);
 
@@ -910,6 +1001,7 @@ int main(int argc, char** argv)
     for (const Fixture* fx : fixtures) {
         FolderResult r;
         r.fixture = fx;
+        r.before = currentLoad();
         const std::string dirStd = opt.dir + "/" + fx->name;
         const QString folder = QDir::cleanPath(QString::fromStdString(dirStd));
         r.census = takeCensus(dirStd);
@@ -928,34 +1020,34 @@ int main(int argc, char** argv)
         r.b = measure(opt.runs, [&](int& rows, bool&) { return runOurs(model, folder, rows); });
 
         r.service = measure(opt.runs, [&](int&, bool&) {
-            const Clock::time_point t0 = Clock::now();
+            const Stopwatch watch;
             const QByteArray bytes = TranMiUtilAction::Instance()->ReadDirAll(folder);
-            return msSince(t0);
+            return watch.stop();
         });
         const QByteArray bytes = TranMiUtilAction::Instance()->ReadDirAll(folder);
         r.parse = measure(opt.runs, [&](int& rows, bool&) {
-            const Clock::time_point t0 = Clock::now();
+            const Stopwatch watch;
             const QList<FileInfo> list = pfd::parseDirRows(bytes, folder, false);
-            const double ms = msSince(t0);
+            const Span t = watch.stop();
             rows = list.size();
-            return ms;
+            return t;
         });
         const QList<FileInfo> records = pfd::parseDirRows(bytes, folder, false);
         model.setFiles(records);
         r.filters = measure(opt.runs, [&](int& rows, bool&) {
-            const Clock::time_point t0 = Clock::now();
+            const Stopwatch watch;
             model.applyNameFilters();
-            const double ms = msSince(t0);
+            const Span t = watch.stop();
             rows = model.rowCount();
-            return ms;
+            return t;
         });
         r.sort = measure(opt.runs, [&](int& rows, bool&) {
             model.applyNameFilters(); // back to record order, untimed
-            const Clock::time_point t0 = Clock::now();
+            const Stopwatch watch;
             model.sort(0, Qt::AscendingOrder);
-            const double ms = msSince(t0);
+            const Span t = watch.stop();
             rows = model.rowCount();
-            return ms;
+            return t;
         });
         model.setFiles(QList<FileInfo>());
         model.applyNameFilters();
@@ -966,19 +1058,19 @@ int main(int argc, char** argv)
         r.bStar = measure(opt.runs, [&](int& rows, bool&) { return runOurs(all, folder, rows); });
         all.setFiles(records);
         r.filtersStar = measure(opt.runs, [&](int& rows, bool&) {
-            const Clock::time_point t0 = Clock::now();
+            const Stopwatch watch;
             all.applyNameFilters();
-            const double ms = msSince(t0);
+            const Span t = watch.stop();
             rows = all.rowCount();
-            return ms;
+            return t;
         });
         r.sortStar = measure(opt.runs, [&](int& rows, bool&) {
             all.applyNameFilters();
-            const Clock::time_point t0 = Clock::now();
+            const Stopwatch watch;
             all.sort(0, Qt::AscendingOrder);
-            const double ms = msSince(t0);
+            const Span t = watch.stop();
             rows = all.rowCount();
-            return ms;
+            return t;
         });
         all.setFiles(QList<FileInfo>());
         all.applyNameFilters();
@@ -995,6 +1087,7 @@ int main(int argc, char** argv)
                 return runPeer(folder, QStringList(), wantAll, rows, complete);
             });
         }
+        r.after = currentLoad();
         results.push_back(r);
     }
 

@@ -1,21 +1,23 @@
 // The demo host: sets up the host libraries the way the suite would, makes a
-// sample workspace and shows what the dialog library lists there.
+// sample workspace, and calls the dialog's entry points like the suite does,
+// printing what they return.
 #include "democonfig.h"
+#include "projecttypes.h"
+#include "screenshots.h"
 #include "workspace.h"
 
-#include "fileModelLocal.h"
-#include "listing.h"
-#include "shellicon.h"
 #include "zFileDialog.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QDir>
 #include <QGuiApplication>
-#include <QHeaderView>
+#include <QLabel>
+#include <QPlainTextEdit>
+#include <QPushButton>
 #include <QStandardPaths>
-#include <QTableView>
 #include <QTextStream>
+#include <QVBoxLayout>
 
 namespace {
 
@@ -25,31 +27,52 @@ bool hasDisplay()
     return platform != QLatin1String("offscreen") && platform != QLatin1String("minimal");
 }
 
-// The folder as the dialog's table shows it: listed through the host's
-// directory service, filtered to project files and sorted by name.
-QTableView* makeTable(fileModelLocal* model, const QString& folder)
+QString runOpen(QWidget* parent, const QString& workspace, OpenFileType type = OpenProjectFile)
 {
-    model->setIconSource([](const QString& key) { return pfd::fileIconForKey(key); });
-    model->setNameFilters({QStringLiteral("*.*")});
-    model->setFiles(getFilesByPath(folder));
-    model->applyNameFilters();
-    model->setCurrentDir(folder);
-    zFileDialog::SetCurrentPath(folder);
+    QVector<QStringList> groups = demo::openGroups();
+    return zFileDialog::getOpenFileName(parent, workspace, groups.data(), groups.size(), QString(), false,
+                                        QString(), false, type);
+}
 
-    auto* view = new QTableView;
-    view->setModel(model);
-    view->setSortingEnabled(true);
-    view->sortByColumn(0, Qt::AscendingOrder);
-    view->verticalHeader()->hide();
-    view->setShowGrid(false);
-    view->setSelectionBehavior(QAbstractItemView::SelectRows);
-    view->horizontalHeader()->setStretchLastSection(true);
-    view->setColumnWidth(0, 320);
-    view->setColumnWidth(1, 90);
-    view->setColumnWidth(2, 110);
-    view->setWindowTitle(QStringLiteral("ProjectFileDialog 演示 — ") + folder);
-    view->resize(720, 520);
-    return view;
+QString runSave(QWidget* parent, const QString& workspace)
+{
+    QVector<QStringList> groups = demo::saveGroups();
+    return zFileDialog::getSaveFileName(parent, workspace, QStringLiteral("新建预算工程"), groups.data(),
+                                        groups.size());
+}
+
+// A small stand-in for the suite's main window: one button per entry point
+// and a log of what came back.
+QWidget* makeHostWindow(const QString& workspace)
+{
+    auto* window = new QWidget;
+    window->setWindowTitle(QStringLiteral("工程文件对话框 演示宿主"));
+    auto* layout = new QVBoxLayout(window);
+    auto* intro = new QLabel(QStringLiteral("示例工作区：%1").arg(workspace), window);
+    intro->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    auto* log = new QPlainTextEdit(window);
+    log->setReadOnly(true);
+    auto addButton = [&](const QString& text, std::function<QString()> call, const QString& what) {
+        auto* b = new QPushButton(text, window);
+        QObject::connect(b, &QPushButton::clicked, window, [log, call, what] {
+            const QString result = call();
+            const QString line = what + QStringLiteral(" → ") + (result.isEmpty() ? QStringLiteral("（已取消）") : result);
+            log->appendPlainText(line);
+            QTextStream(stdout) << line << "\n";
+        });
+        layout->addWidget(b);
+    };
+    layout->addWidget(intro);
+    addButton(QStringLiteral("打开工程…"), [window, workspace] { return runOpen(window, workspace); },
+              QStringLiteral("getOpenFileName"));
+    addButton(QStringLiteral("选择文件夹…"),
+              [window, workspace] { return runOpen(window, workspace, ChooseFolder); },
+              QStringLiteral("getOpenFileName(文件夹)"));
+    addButton(QStringLiteral("保存工程…"), [window, workspace] { return runSave(window, workspace); },
+              QStringLiteral("getSaveFileName"));
+    layout->addWidget(log, 1);
+    window->resize(560, 360);
+    return window;
 }
 
 } // namespace
@@ -62,13 +85,16 @@ int main(int argc, char** argv)
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral("Demo host of the project-file dialog"));
     parser.addHelpOption();
-    const QCommandLineOption dataOpt(QStringLiteral("data"), QStringLiteral("Folder for the workspace, "
-                                     "the configuration and the application directory."),
+    const QCommandLineOption dataOpt(QStringLiteral("data"),
+                                     QStringLiteral("Folder for the workspace, the configuration and the "
+                                                    "application directory."),
                                      QStringLiteral("dir"));
     const QCommandLineOption shotsOpt(QStringLiteral("screenshots"),
-                                      QStringLiteral("Where offscreen screenshots go."), QStringLiteral("dir"));
-    parser.addOption(dataOpt);
-    parser.addOption(shotsOpt);
+                                      QStringLiteral("Render screenshots into this folder and exit."),
+                                      QStringLiteral("dir"));
+    const QCommandLineOption openOpt(QStringLiteral("open"), QStringLiteral("Run the open dialog once and exit."));
+    const QCommandLineOption saveOpt(QStringLiteral("save"), QStringLiteral("Run the save dialog once and exit."));
+    parser.addOptions({dataOpt, shotsOpt, openOpt, saveOpt});
     parser.process(app);
 
     QTextStream out(stdout);
@@ -79,26 +105,30 @@ int main(int argc, char** argv)
     const QString configFile = data + QStringLiteral("/demohost.json");
     const DemoConfig config = DemoConfig::loadOrCreate(configFile, data + QStringLiteral("/app"));
     config.apply();
-    const QString projects = demo::ensureWorkspace(data);
+    const QString workspace = demo::ensureWorkspace(data);
     out << "configuration: " << configFile << "\n"
         << "application directory: " << config.appDir << "\n"
-        << "workspace: " << projects << "\n";
+        << "workspace: " << workspace << "\n";
+    out.flush();
 
-    fileModelLocal model;
-    QTableView* view = makeTable(&model, projects);
-
-    if (!hasDisplay()) {
-        const QString shots = parser.isSet(shotsOpt) ? parser.value(shotsOpt) : data + QStringLiteral("/screenshots");
-        QDir().mkpath(shots);
-        view->show();
-        QApplication::processEvents();
-        const QString file = shots + QStringLiteral("/listing.png");
-        view->grab().save(file);
-        out << "no display: screenshot written to " << file << "\n";
-        delete view;
+    if (parser.isSet(shotsOpt) || !hasDisplay()) {
+        const QString dir = parser.isSet(shotsOpt) ? parser.value(shotsOpt) : data + QStringLiteral("/screenshots");
+        const QStringList files = demo::takeScreenshots(dir, workspace);
+        out << (hasDisplay() ? "" : "no display: ") << "screenshots written to " << QDir(dir).absolutePath() << "\n";
+        for (const QString& f : files)
+            out << "  " << f << "\n";
         return 0;
     }
-    view->setAttribute(Qt::WA_DeleteOnClose);
-    view->show();
+    if (parser.isSet(openOpt)) {
+        out << "getOpenFileName returned: \"" << runOpen(nullptr, workspace) << "\"\n";
+        return 0;
+    }
+    if (parser.isSet(saveOpt)) {
+        out << "getSaveFileName returned: \"" << runSave(nullptr, workspace) << "\"\n";
+        return 0;
+    }
+    QWidget* window = makeHostWindow(workspace);
+    window->setAttribute(Qt::WA_DeleteOnClose);
+    window->show();
     return app.exec();
 }

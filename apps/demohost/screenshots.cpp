@@ -1,0 +1,145 @@
+#include "screenshots.h"
+
+#include "projecttypes.h"
+
+#include "AddressBar.h"
+#include "AddressItem.h"
+#include "zBaseMenu.h"
+#include "zFileDialog.h"
+
+#include <QAbstractButton>
+#include <QApplication>
+#include <QDir>
+#include <QHBoxLayout>
+#include <QPainter>
+#include <QTableView>
+#include <QTest>
+#include <QTimer>
+
+#include <functional>
+
+namespace demo {
+
+namespace {
+
+// Runs one entry point and, once its dialog is up, lets step act on it and
+// take its pictures; step must close the dialog.
+void whileDialogRuns(const std::function<void()>& entryPoint, const std::function<void(zFileDialog*)>& step)
+{
+    auto* poll = new QTimer;
+    QObject::connect(poll, &QTimer::timeout, [poll, step] {
+        auto* dialog = qobject_cast<zFileDialog*>(QApplication::activeModalWidget());
+        if (!dialog)
+            return;
+        poll->stop();
+        poll->deleteLater();
+        QApplication::processEvents();
+        step(dialog);
+    });
+    poll->start(10);
+    entryPoint();
+}
+
+QString save(const QPixmap& pixmap, const QString& dir, const QString& name, QStringList& written)
+{
+    const QString file = dir + QLatin1Char('/') + name;
+    // The window's corners and shadow are see-through; show them on a
+    // desktop-like backdrop.
+    QPixmap shot(pixmap.size());
+    shot.setDevicePixelRatio(pixmap.devicePixelRatio());
+    shot.fill(QColor(0xE4, 0xE8, 0xEE));
+    QPainter p(&shot);
+    p.drawPixmap(0, 0, pixmap);
+    p.end();
+    shot.save(file);
+    written << file;
+    return file;
+}
+
+// The dialog with its open pop-up drawn where the screen would show it.
+QPixmap withPopup(QWidget* dialog, QWidget* popup)
+{
+    QPixmap base = dialog->grab();
+    if (!popup || !popup->isVisible())
+        return base;
+    QPainter p(&base);
+    p.drawPixmap(dialog->mapFromGlobal(popup->mapToGlobal(QPoint(0, 0))), popup->grab());
+    return base;
+}
+
+AddressItem* lastSegment(AddressBar* bar)
+{
+    AddressItem* last = nullptr;
+    for (int i = 0; i < bar->itemLayout()->count(); ++i) {
+        if (auto* item = qobject_cast<AddressItem*>(bar->itemLayout()->itemAt(i)->widget())) {
+            if (!item->isRootItem() && item->isVisible())
+                last = item;
+        }
+    }
+    return last;
+}
+
+void clickArrow(AddressItem* item)
+{
+    const QPoint arrow(item->segmentTextWidth() + item->height() / 2, item->height() / 2);
+    QTest::mouseClick(item, Qt::LeftButton, {}, arrow);
+}
+
+} // namespace
+
+QStringList takeScreenshots(const QString& dir, const QString& workspace)
+{
+    QDir().mkpath(dir);
+    QStringList written;
+    QVector<QStringList> open = openGroups();
+
+    whileDialogRuns(
+        [&] { zFileDialog::getOpenFileName(nullptr, workspace + QStringLiteral("/预算"), open.data(), open.size()); },
+        [&](zFileDialog* d) {
+            d->updateCurrentPath(workspace + QStringLiteral("/预算"), zFileDialog::tracing);
+            QApplication::processEvents();
+            save(d->grab(), dir, QStringLiteral("open-dialog.png"), written);
+
+            d->onMyComputerButton();
+            QApplication::processEvents();
+            save(d->grab(), dir, QStringLiteral("computer-view.png"), written);
+
+            d->updateCurrentPath(workspace, zFileDialog::tracing);
+            auto* bar = d->findChild<AddressBar*>(QStringLiteral("address_bar"));
+            if (AddressItem* item = lastSegment(bar)) {
+                const int index = bar->itemLayout()->indexOf(item);
+                AddressItem* parent = index > 2 ? qobject_cast<AddressItem*>(bar->itemLayout()->itemAt(index - 1)->widget()) : item;
+                clickArrow(parent);
+                QApplication::processEvents();
+                save(withPopup(d, parent->popupMenu()), dir, QStringLiteral("segment-dropdown.png"), written);
+                parent->closeMenu();
+            }
+
+            QTest::mouseClick(bar, Qt::LeftButton, {}, QPoint(bar->width() - 12, bar->height() / 2));
+            QApplication::processEvents();
+            save(d->grab(), dir, QStringLiteral("address-edit.png"), written);
+            d->updateCurrentPath(workspace + QStringLiteral("/常用资料/定额库"), zFileDialog::tracing);
+
+            // A narrow window shows the back arrow in front of the segments.
+            d->setMinimumWidth(0);
+            d->resize(560, d->height());
+            QApplication::processEvents();
+            save(d->grab(), dir, QStringLiteral("narrow-bar.png"), written);
+            d->onCancelButton();
+        });
+
+    QVector<QStringList> saveAs = saveGroups();
+    whileDialogRuns(
+        [&] {
+            zFileDialog::getSaveFileName(nullptr, workspace, QStringLiteral("滨江花园/三期土建"), saveAs.data(),
+                                         saveAs.size());
+        },
+        [&](zFileDialog* d) {
+            QApplication::processEvents();
+            save(d->grab(), dir, QStringLiteral("save-dialog.png"), written);
+            d->onCancelButton();
+        });
+    return written;
+}
+
+} // namespace demo
