@@ -109,7 +109,7 @@ bool zFileDialog::fileSuffixIsHave(QString& strFilePath, int index)
         strFilePath += QLatin1Char('.') + suffixes.first();
         return true;
     }
-    const bool saving = ui->okButton->text() == QLatin1String("保存");
+    const bool saving = ui->okButton->text() == QStringLiteral("保存");
     auto isExcel = [](const QString& s) {
         const QString u = s.toUpper();
         return u == QLatin1String("XLSX") || u == QLatin1String("XLS");

@@ -59,7 +59,8 @@ void zFileDialog::updateCurrentPath(const QString& path, TracAction action)
     setGreyXjwjj(path != QLatin1String(":/") && path != QLatin1String(":"));
     ui->stackedWidget->setCurrentIndex(0);
 
-    if (action == tracing && path != m_currentDir) {
+    // A dialog that shows no folder yet has nothing to go back to.
+    if (action == tracing && path != m_currentDir && !m_currentDir.isEmpty()) {
         pfd::logInfo(QStringLiteral("文件对话框------开始记录上一次路径"));
         pathTracing(m_currentDir);
         pfd::logInfo(QStringLiteral("文件对话框------结束记录上一次路径"));
@@ -292,13 +293,13 @@ void zFileDialog::onCurrentChanged(int index)
 void zFileDialog::onFigureTriggered(QAction* action)
 {
     const QString text = action->text();
-    if (text == QLatin1String("列表")) {
+    if (text == QStringLiteral("列表")) {
         ui->headerView->hide();
         for (int c = 1; c < ui->tableView->model()->columnCount(); ++c)
             ui->tableView->hideColumn(c);
         ui->listAction->setChecked(true);
         ui->detailAction->setChecked(false);
-    } else if (text == QLatin1String("详细")) {
+    } else if (text == QStringLiteral("详细")) {
         ui->headerView->show();
         for (int c = 0; c < ui->tableView->model()->columnCount(); ++c)
             ui->tableView->showColumn(c);

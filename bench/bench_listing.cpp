@@ -439,6 +439,16 @@ class Stopwatch
 public:
     Stopwatch() : m_wall(Clock::now()), m_cpu(processCpuMs()) {}
     Span stop() const { return Span{msSince(m_wall), processCpuMs() - m_cpu}; }
+    // The time since the start or the last lap, and a new lap begins.
+    Span lap()
+    {
+        const Clock::time_point wall = Clock::now();
+        const double cpu = processCpuMs();
+        const Span s{std::chrono::duration<double, std::milli>(wall - m_wall).count(), cpu - m_cpu};
+        m_wall = wall;
+        m_cpu = cpu;
+        return s;
+    }
 
 private:
     Clock::time_point m_wall;
@@ -466,33 +476,68 @@ double medianOf(std::vector<double> v)
 // times of its timed part; rows and complete describe the result.
 using RunFn = std::function<Span(int& rows, bool& complete)>;
 
-Stats measure(int runs, const RunFn& run)
+Stats statsOf(const std::vector<Span>& runs, int rows, bool complete)
 {
     Stats s;
-    int rows = -1;
-    bool complete = true;
-    run(rows, complete); // warm-up, untimed
-    if (!complete) {
-        s.measured = true;
-        s.complete = false;
-        s.rows = rows;
+    s.measured = true;
+    s.complete = complete;
+    s.rows = rows;
+    if (runs.empty())
         return s;
-    }
     std::vector<double> wall;
     std::vector<double> cpu;
-    for (int i = 0; i < runs; ++i) {
-        const Span t = run(rows, complete);
+    for (const Span& t : runs) {
         wall.push_back(t.wall);
         cpu.push_back(t.cpu);
-        if (!complete)
-            s.complete = false;
     }
     s.median = medianOf(wall);
     s.min = *std::min_element(wall.begin(), wall.end());
     s.cpuMedian = medianOf(cpu);
-    s.rows = rows;
-    s.measured = true;
     return s;
+}
+
+struct Config
+{
+    RunFn run;
+    std::vector<Span> times;
+    int rows = -1;
+    bool complete = true;
+    Stats stats() const { return statsOf(times, rows, complete); }
+};
+
+// Runs each configuration once untimed, then runs times in turns (a, b, c,
+// a, b, c, ...), so that a change in the machine's load during the
+// measurement falls on all of them alike. afterWarmUp, when given, is called
+// between the warm-up and the timed runs.
+void measureInTurns(int runs, const std::vector<Config*>& configs,
+                    const std::function<void()>& afterWarmUp = {})
+{
+    for (Config* c : configs) {
+        bool complete = true;
+        c->run(c->rows, complete);
+        c->complete = complete;
+    }
+    if (afterWarmUp)
+        afterWarmUp();
+    for (int i = 0; i < runs; ++i) {
+        for (Config* c : configs) {
+            if (!c->complete && c->times.empty())
+                continue; // the warm-up gave up already
+            bool complete = true;
+            c->times.push_back(c->run(c->rows, complete));
+            if (!complete)
+                c->complete = false;
+        }
+    }
+}
+
+// One configuration on its own: the warm-up, then runs times.
+Stats measure(int runs, const RunFn& run)
+{
+    Config c;
+    c.run = run;
+    measureInTurns(runs, {&c});
+    return c.stats();
 }
 
 // (a) The floor.
@@ -542,6 +587,54 @@ Span runOurs(fileModelLocal& model, const QString& folder, int& rows)
     const Span t = watch.stop();
     rows = model.rowCount();
     return t;
+}
+
+// (b) in phases: the steps of getFilesByPath and the model one after the
+// other, each timed on its own within the same run, so the split between
+// the directory service and the rest comes from the very same run.
+enum Phase { kService, kParse, kFilters, kSort, kPhaseCount };
+
+struct PhaseLog
+{
+    std::vector<Span> phase[kPhaseCount];
+    std::vector<Span> total;
+    std::vector<Span> outside; // total - service, run by run
+    void clear()
+    {
+        for (auto& v : phase)
+            v.clear();
+        total.clear();
+        outside.clear();
+    }
+};
+
+Span runPhased(fileModelLocal& model, const QString& folder, PhaseLog& log, int& rows)
+{
+    model.setFiles(QList<FileInfo>());
+    model.applyNameFilters();
+    Span s[kPhaseCount];
+    Stopwatch watch;
+    QByteArray bytes = TranMiUtilAction::Instance()->ReadDirAll(folder);
+    s[kService] = watch.lap();
+    const QList<FileInfo> files = pfd::parseDirRows(bytes, folder, false);
+    bytes = QByteArray(); // getFilesByPath frees the bytes on returning
+    s[kParse] = watch.lap();
+    model.setFiles(files);
+    model.applyNameFilters();
+    s[kFilters] = watch.lap();
+    model.sort(0, Qt::AscendingOrder);
+    s[kSort] = watch.lap();
+    Span total;
+    for (const Span& p : s) {
+        total.wall += p.wall;
+        total.cpu += p.cpu;
+    }
+    for (int i = 0; i < kPhaseCount; ++i)
+        log.phase[i].push_back(s[i]);
+    log.total.push_back(total);
+    log.outside.push_back(Span{total.wall - s[kService].wall, total.cpu - s[kService].cpu});
+    rows = model.rowCount();
+    return total;
 }
 
 // (c) The peer: a fresh QFileSystemModel until all rows are in and sorted.
@@ -814,7 +907,11 @@ struct FolderResult
 {
     const Fixture* fixture = nullptr;
     Census census;
-    Stats a, b, service, parse, filters, sort, bStar, filtersStar, sortStar, c, cStar;
+    Stats a, b, bPhased, bStar, bStarPhased, c, cStar;
+    Stats phase[kPhaseCount];     // (b) in phases
+    Stats phaseStar[kPhaseCount]; // (b*) in phases
+    Stats outside;                // (b) in phases: total - service, per run
+    Stats outsideStar;
     bool peer = false;
     Load before;
     Load after;
@@ -844,13 +941,17 @@ void printFolder(const FolderResult& f, bool targets)
                 "cpu ms", "rows");
     printRow("(a)  floor: readdir + fstatat -> vector", f.a, c.entries);
     printRow("(b)  ours, project filter, sorted by name", f.b, c.filtered);
-    printRow("       directory service (ReadDirAll)", f.service, -1);
-    printRow("       parsing (parseDirRows)", f.parse, c.entries);
-    printRow("       applyNameFilters", f.filters, c.filtered);
-    printRow("       sort(0, ascending)", f.sort, c.filtered);
+    printRow("     (b) in phases, total", f.bPhased, c.filtered);
+    printRow("       directory service (ReadDirAll)", f.phase[kService], -1);
+    printRow("       parsing (parseDirRows)", f.phase[kParse], c.entries);
+    printRow("       setFiles + applyNameFilters", f.phase[kFilters], c.filtered);
+    printRow("       sort(0, ascending)", f.phase[kSort], c.filtered);
     printRow("(b*) ours, filter \"*.*\" (all rows), sorted", f.bStar, c.entries);
-    printRow("       applyNameFilters", f.filtersStar, c.entries);
-    printRow("       sort(0, ascending)", f.sortStar, c.entries);
+    printRow("     (b*) in phases, total", f.bStarPhased, c.entries);
+    printRow("       directory service (ReadDirAll)", f.phaseStar[kService], -1);
+    printRow("       parsing (parseDirRows)", f.phaseStar[kParse], c.entries);
+    printRow("       setFiles + applyNameFilters", f.phaseStar[kFilters], c.entries);
+    printRow("       sort(0, ascending)", f.phaseStar[kSort], c.entries);
     if (f.peer) {
         printRow("(c)  peer QFileSystemModel, project filter", f.c, c.filtered);
         printRow("(c*) peer QFileSystemModel, no filter", f.cStar, c.entries);
@@ -868,35 +969,32 @@ void printFolder(const FolderResult& f, bool targets)
         printRatio("b*/c  (ours all rows, peer filtered)", f.bStar, f.c, 0);
     }
 
-    if (usable(f.b) && usable(f.service) && usable(f.a)) {
-        const double inside = std::min(f.service.median, f.b.median);
-        const double outside = f.b.median - inside;
-        const double insideCpu = std::min(f.service.cpuMedian, f.b.cpuMedian);
-        const double outsideCpu = f.b.cpuMedian - insideCpu;
-        std::printf("\n  where (b) goes (medians)                wall ms  share   |  cpu ms  share\n");
-        std::printf("  %-36s %8.1f %5.1f %%  | %7.1f %5.1f %%\n", "inside the directory service",
-                    inside, 100.0 * inside / f.b.median, insideCpu,
-                    f.b.cpuMedian > 0 ? 100.0 * insideCpu / f.b.cpuMedian : 0.0);
-        std::printf("  %-36s %8.1f %5.1f %%  | %7.1f %5.1f %%\n", "outside it (b - service)", outside,
-                    100.0 * outside / f.b.median, outsideCpu,
-                    f.b.cpuMedian > 0 ? 100.0 * outsideCpu / f.b.cpuMedian : 0.0);
-        std::printf("  %-36s %8.2f x a       | %7.2f x a", "outside share as a multiple of a",
-                    outside / f.a.median, f.a.cpuMedian > 0 ? outsideCpu / f.a.cpuMedian : 0.0);
-        if (targets)
-            std::printf("   target <= 1.0 x a   %s", verdict(outside / f.a.median, 1.0, false).c_str());
-        std::printf("\n");
-        if (usable(f.parse) && usable(f.filters) && usable(f.sort)) {
-            const double parts = f.parse.median + f.filters.median + f.sort.median;
-            const double partsCpu = f.parse.cpuMedian + f.filters.cpuMedian + f.sort.cpuMedian;
-            std::printf("  %-36s %8.1f          | %7.1f\n", "parse + filters + sort, timed apart",
-                        parts, partsCpu);
-            std::printf("  (b - service) minus those parts is handing the records to the model and\n"
-                        "  freeing the service's bytes; on a busy machine it is mostly noise)\n");
-        }
-        std::printf("  %-36s %8.2f x a       | %7.2f x a\n", "directory service alone",
-                    f.service.median / f.a.median,
-                    f.a.cpuMedian > 0 ? f.service.cpuMedian / f.a.cpuMedian : 0.0);
-    }
+    auto split = [&](const char* title, const Stats& total, const Stats& service,
+                     const Stats& outside, bool withTarget) {
+        if (!usable(total) || !usable(service) || !usable(f.a))
+            return;
+        std::printf("\n  %-38s  wall ms  share  |  cpu ms  share\n", title);
+        auto line = [](const char* what, double wall, double wallOf, double cpu, double cpuOf) {
+            std::printf("  %-38s %8.1f %5.1f %% | %7.1f %5.1f %%\n", what, wall,
+                        wallOf > 0 ? 100.0 * wall / wallOf : 0.0, cpu,
+                        cpuOf > 0 ? 100.0 * cpu / cpuOf : 0.0);
+        };
+        line("inside the directory service", service.median, total.median, service.cpuMedian,
+             total.cpuMedian);
+        line("outside it (parse+records+filter+sort)", outside.median, total.median,
+             outside.cpuMedian, total.cpuMedian);
+        std::printf("  %-38s %8.2f x a     | %7.2f x a", "outside as a multiple of a",
+                    outside.median / f.a.median,
+                    f.a.cpuMedian > 0 ? outside.cpuMedian / f.a.cpuMedian : 0.0);
+        if (withTarget)
+            std::printf("   target <= 1.0 x a   %s",
+                        verdict(outside.median / f.a.median, 1.0, false).c_str());
+        std::printf("\n  %-38s %8.2f x a     | %7.2f x a\n", "directory service as a multiple of a",
+                    service.median / f.a.median,
+                    f.a.cpuMedian > 0 ? service.cpuMedian / f.a.cpuMedian : 0.0);
+    };
+    split("where (b) goes (medians over the runs)", f.bPhased, f.phase[kService], f.outside, targets);
+    split("where (b*) goes", f.bStarPhased, f.phaseStar[kService], f.outsideStar, false);
 }
 
 std::string fileSystemName(const std::string& path)
@@ -1011,69 +1109,45 @@ int main(int argc, char** argv)
         std::printf("\nmeasuring \"%s\" ...\n", fx->name);
         std::fflush(stdout);
 
-        // (a)
-        r.a = measure(opt.runs, [&](int& rows, bool&) { return runFloor(dirStd, rows); });
-
-        // (b) and its parts
+        // (a), (b), (b*) and (b) in phases, in turns.
         fileModelLocal model;
         model.setNameFilters(projectFilters());
-        r.b = measure(opt.runs, [&](int& rows, bool&) { return runOurs(model, folder, rows); });
-
-        r.service = measure(opt.runs, [&](int&, bool&) {
-            const Stopwatch watch;
-            const QByteArray bytes = TranMiUtilAction::Instance()->ReadDirAll(folder);
-            return watch.stop();
-        });
-        const QByteArray bytes = TranMiUtilAction::Instance()->ReadDirAll(folder);
-        r.parse = measure(opt.runs, [&](int& rows, bool&) {
-            const Stopwatch watch;
-            const QList<FileInfo> list = pfd::parseDirRows(bytes, folder, false);
-            const Span t = watch.stop();
-            rows = list.size();
-            return t;
-        });
-        const QList<FileInfo> records = pfd::parseDirRows(bytes, folder, false);
-        model.setFiles(records);
-        r.filters = measure(opt.runs, [&](int& rows, bool&) {
-            const Stopwatch watch;
-            model.applyNameFilters();
-            const Span t = watch.stop();
-            rows = model.rowCount();
-            return t;
-        });
-        r.sort = measure(opt.runs, [&](int& rows, bool&) {
-            model.applyNameFilters(); // back to record order, untimed
-            const Stopwatch watch;
-            model.sort(0, Qt::AscendingOrder);
-            const Span t = watch.stop();
-            rows = model.rowCount();
-            return t;
+        fileModelLocal all;
+        all.setNameFilters({QStringLiteral("*.*")});
+        PhaseLog phases;
+        PhaseLog phasesStar;
+        Config ca;
+        ca.run = [&](int& rows, bool&) { return runFloor(dirStd, rows); };
+        Config cb;
+        cb.run = [&](int& rows, bool&) { return runOurs(model, folder, rows); };
+        Config cbp;
+        cbp.run = [&](int& rows, bool&) { return runPhased(model, folder, phases, rows); };
+        Config cbs;
+        cbs.run = [&](int& rows, bool&) { return runOurs(all, folder, rows); };
+        Config cbsp;
+        cbsp.run = [&](int& rows, bool&) { return runPhased(all, folder, phasesStar, rows); };
+        // The phase logs start afresh after the warm-up runs.
+        measureInTurns(opt.runs, {&ca, &cb, &cbp, &cbs, &cbsp}, [&] {
+            phases.clear();
+            phasesStar.clear();
         });
         model.setFiles(QList<FileInfo>());
         model.applyNameFilters();
-
-        // (b*)
-        fileModelLocal all;
-        all.setNameFilters({QStringLiteral("*.*")});
-        r.bStar = measure(opt.runs, [&](int& rows, bool&) { return runOurs(all, folder, rows); });
-        all.setFiles(records);
-        r.filtersStar = measure(opt.runs, [&](int& rows, bool&) {
-            const Stopwatch watch;
-            all.applyNameFilters();
-            const Span t = watch.stop();
-            rows = all.rowCount();
-            return t;
-        });
-        r.sortStar = measure(opt.runs, [&](int& rows, bool&) {
-            all.applyNameFilters();
-            const Stopwatch watch;
-            all.sort(0, Qt::AscendingOrder);
-            const Span t = watch.stop();
-            rows = all.rowCount();
-            return t;
-        });
         all.setFiles(QList<FileInfo>());
         all.applyNameFilters();
+        r.a = ca.stats();
+        r.b = cb.stats();
+        r.bPhased = cbp.stats();
+        r.bStar = cbs.stats();
+        r.bStarPhased = cbsp.stats();
+        for (int i = 0; i < kPhaseCount; ++i) {
+            const int rows = i == kService ? -1 : i == kParse ? r.census.entries : cbp.rows;
+            const int rowsStar = i == kService ? -1 : i == kParse ? r.census.entries : cbsp.rows;
+            r.phase[i] = statsOf(phases.phase[i], rows, true);
+            r.phaseStar[i] = statsOf(phasesStar.phase[i], rowsStar, true);
+        }
+        r.outside = statsOf(phases.outside, -1, true);
+        r.outsideStar = statsOf(phasesStar.outside, -1, true);
 
         // (c)
         if (!opt.skipPeer) {
@@ -1129,9 +1203,8 @@ int main(int argc, char** argv)
         };
         const bool ab = usable(r.b) && usable(r.a);
         line("b / a", ab, ab ? r.b.median / r.a.median : 0, "x", 2.5, false);
-        const bool out = ab && usable(r.service);
-        line("(b - service) / a", out,
-             out ? (r.b.median - std::min(r.service.median, r.b.median)) / r.a.median : 0, "x", 1.0,
+        const bool out = usable(r.outside) && usable(r.a);
+        line("outside the service / a", out, out ? r.outside.median / r.a.median : 0, "x", 1.0,
              false);
         const bool bc = usable(r.b) && r.peer && usable(r.c);
         line("b / c", bc, bc ? r.b.median / r.c.median : 0, "x", 0.3, false);

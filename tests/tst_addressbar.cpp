@@ -309,10 +309,12 @@ void TestAddressBar::thisPcListsDrivesWithLabels()
     AddressItem* pc = items.at(0);
     QCOMPARE(pc->segmentText(), QStringLiteral("此电脑"));
     QCOMPARE(pc->segmentPath(), QStringLiteral(":"));
-    QVERIFY(SharedInterfaceTesting::dirRequests().contains(QStringLiteral(":")));
+    // Showing the bar lists nothing; opening the segment reads the drives.
+    QVERIFY(!SharedInterfaceTesting::dirRequests().contains(QStringLiteral(":")));
 
     QTest::mouseClick(pc, Qt::LeftButton, Qt::NoModifier, arrowPoint(pc));
     QTRY_VERIFY(pc->popupMenu()->isVisible());
+    QCOMPARE(SharedInterfaceTesting::dirRequests().count(QStringLiteral(":")), 1);
     auto* view = pc->popupMenu()->findChild<QListView*>(QStringLiteral("listView"));
     QVERIFY(view);
     QVERIFY(view->isVisible());

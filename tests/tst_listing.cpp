@@ -8,6 +8,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileIconProvider>
 #include <QImage>
 #include <QPixmap>
 #include <QtTest>
@@ -48,6 +49,7 @@ private slots:
     void lnkKeysGiveShortcutIcon_data();
     void lnkKeysGiveShortcutIcon();
     void appDataIcoWinsForItsSuffix();
+    void kindKeysGiveGenericIcons();
     void unknownSuffixLeavesNoProbeFileBehind();
 
 private:
@@ -364,6 +366,15 @@ void TestListing::appDataIcoWinsForItsSuffix()
     QCOMPARE(got.pixelColor(16, 16), QColor(200, 20, 20));
     // A suffix without an icon of its own does not get this one.
     QVERIFY(iconImage(pfd::fileIconForKey(QStringLiteral("gczj"))).pixelColor(16, 16) != QColor(200, 20, 20));
+}
+
+void TestListing::kindKeysGiveGenericIcons()
+{
+    QFileIconProvider provider;
+    QCOMPARE(iconImage(pfd::fileIconForKey(QStringLiteral("文件夹"))), iconImage(provider.icon(QFileIconProvider::Folder)));
+    QCOMPARE(iconImage(pfd::fileIconForKey(QStringLiteral("diskDriver"))), iconImage(provider.icon(QFileIconProvider::Drive)));
+    QCOMPARE(iconImage(pfd::fileIconForKey(QStringLiteral("netDriver"))), iconImage(provider.icon(QFileIconProvider::Network)));
+    QVERIFY(!pfd::fileIconForKey(QStringLiteral("文件夹")).isNull());
 }
 
 void TestListing::unknownSuffixLeavesNoProbeFileBehind()

@@ -24,7 +24,7 @@ namespace {
 bool isCloudPath(const QString& path)
 {
     const QString first = QDir::toNativeSeparators(path).split(zFileDialog::pathFgf, Qt::SkipEmptyParts).value(0);
-    return first == QLatin1String("企业云盘") || first == QLatin1String("个人云盘");
+    return first == QStringLiteral("企业云盘") || first == QStringLiteral("个人云盘");
 }
 
 bool opensAtPath(const FileInfo& f)
@@ -191,7 +191,7 @@ void OpenProject::onOkButton()
         return;
     }
     // "*.xyz*" typed with the confirm button filters the table instead.
-    if (ui->okButton->text() == QLatin1String("确定") && typed.size() >= 2 && typed.startsWith(QLatin1Char('*'))
+    if (ui->okButton->text() == QStringLiteral("确定") && typed.size() >= 2 && typed.startsWith(QLatin1Char('*'))
         && typed.endsWith(QLatin1Char('*'))) {
         ui->localModel->setNameFilters({typed});
         ui->localModel->applyNameFilters();

@@ -22,7 +22,7 @@ namespace {
 bool isCloudPath(const QString& path)
 {
     const QString first = QDir::toNativeSeparators(path).split(QLatin1Char('\\'), Qt::SkipEmptyParts).value(0);
-    return first == QLatin1String("企业云盘") || first == QLatin1String("个人云盘");
+    return first == QStringLiteral("企业云盘") || first == QStringLiteral("个人云盘");
 }
 
 bool hasForbiddenCharacter(const QString& name)
@@ -157,11 +157,11 @@ void SaveProject::onOkButton()
         zFileDialog::onOkButton();
         return;
     }
-    if (ui->okButton->text() != QLatin1String("保存")) {
+    if (ui->okButton->text() != QStringLiteral("保存")) {
         const QModelIndexList selected =
             ui->tableView->selectionModel() ? ui->tableView->selectionModel()->selectedRows() : QModelIndexList();
         const FileInfo* row = selected.isEmpty() ? nullptr : fileInfoAt(selected.first());
-        if (ui->okButton->text() == QLatin1String("打开") && row && isPlaceKind(*row))
+        if (ui->okButton->text() == QStringLiteral("打开") && row && isPlaceKind(*row))
             updateCurrentPath((row->isShortcut() || row->isNetDrive()) ? row->symLinkTarget : row->path, tracing);
         return;
     }

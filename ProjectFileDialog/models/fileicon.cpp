@@ -13,7 +13,7 @@ namespace pfd {
 QIcon fileIconForKey(const QString& key)
 {
     QFileIconProvider provider;
-    if (key == QLatin1String("文件夹"))
+    if (key == QStringLiteral("文件夹"))
         return provider.icon(QFileIconProvider::Folder);
     if (key == QLatin1String("diskDriver"))
         return provider.icon(QFileIconProvider::Drive);

@@ -102,8 +102,6 @@ AddressItem::AddressItem(QString text, QString path_, bool isRoot_, AddressBar* 
     auto* action = new QWidgetAction(menu);
     action->setDefaultWidget(menuWidget);
     menu->addAction(action);
-    if (!isRoot)
-        menuWidget->setFolder(path);
 
     connect(menuWidget, &MenuWidget::SClickPath, this, &AddressItem::SClickPath);
     connect(this, &QAbstractButton::toggled, this, &AddressItem::onCheckChanged);
@@ -168,6 +166,12 @@ void AddressItem::onCheckChanged(bool checked)
         return;
     if (checked) {
         if (hasSubFolders() && !menu->isVisible()) {
+            // The list is read when it is first wanted: building the bar
+            // lists no folder, so a navigation reads only the folder shown.
+            if (!isRoot && !menuFilled) {
+                menuWidget->setFolder(path);
+                menuFilled = true;
+            }
             const QPoint at = mapToGlobal(QPoint(0, 0))
                               + QPoint(textWidth - px(30) + px(17), px(20));
             menu->move(at);

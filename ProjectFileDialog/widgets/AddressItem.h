@@ -72,4 +72,5 @@ private:
     QPixmap arrowPixmap;
     QPixmap arrowDownPixmap;
     bool backArrow = false;
+    bool menuFilled = false; // the folder list is read on first opening
 };
