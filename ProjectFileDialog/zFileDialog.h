@@ -28,13 +28,14 @@ class oftenUseDirButton;
 
 struct zFileDialogUi;
 
-// What an open dialog is asked to choose.
+// What an open dialog is asked to choose, and how it starts.
 enum OpenFileType {
-    OpenProjectFile = 1, // a project file
+    OpenProjectFile = 1, // a project file, starting in the caller's folder
     ChooseFolder = 2,    // a folder: the extra button reads "确定"
-    FileOrFolder = 3,    // a file, or the shown folder through "选择文件夹"
-    FileOrFolderHere = 4, // as 3, opening where the last dialog was left
-    PickListedFile = 8   // whatever row is selected, as listed
+    FileOrFolder = 3,    // a file, or the shown folder through "选择文件夹";
+                         // starts where the user last was
+    OpenFileHere = 4,    // a project file, starting where the user last was
+    PickListedFile = 8   // the selected row as listed, file or folder
 };
 
 // A cloud upload waiting for the host to write the staged file.

@@ -65,17 +65,19 @@ struct Options
     std::string dir;     // cache folder holding the fixtures
     std::string only;    // "", "big" or "mid"
     bool skipPeer = false;
+    bool oursOnly = false; // only (b), for profiling
 };
 
 void printUsage(const char* argv0)
 {
-    std::printf("usage: %s [--runs N] [--dir PATH] [--only big|mid] [--skip-peer]\n"
+    std::printf("usage: %s [--runs N] [--dir PATH] [--only big|mid] [--skip-peer] [--ours-only]\n"
                 "  --runs N       timed runs per configuration (default 7), after one\n"
                 "                 untimed warm-up run\n"
                 "  --dir PATH     folder holding the fixture folders (default\n"
                 "                 $XDG_CACHE_HOME/pfd-bench or ~/.cache/pfd-bench)\n"
                 "  --only big|mid measure one fixture folder only\n"
-                "  --skip-peer    leave out the QFileSystemModel measurements\n",
+                "  --skip-peer    leave out the QFileSystemModel measurements\n"
+                "  --ours-only    run (b) alone, nothing else (for a profiler)\n",
                 argv0);
 }
 
@@ -127,6 +129,8 @@ int parseOptions(int argc, char** argv, Options& opt)
             }
         } else if (a == "--skip-peer") {
             opt.skipPeer = true;
+        } else if (a == "--ours-only") {
+            opt.oursOnly = true;
         } else if (a == "--help" || a == "-h") {
             printUsage(argv[0]);
             return 1;
@@ -866,12 +870,13 @@ std::string verdict(double value, double limit, bool strict)
 void printRatio(const char* label, const Stats& num, const Stats& den, double target)
 {
     if (!usable(num) || !usable(den)) {
-        std::printf("  %-36s %7s\n", label, "n/a");
+        std::printf("  %-36s %7s %7s %7s\n", label, "n/a", "n/a", "n/a");
         return;
     }
     const double r = num.median / den.median;
     const double rc = den.cpuMedian > 0 ? num.cpuMedian / den.cpuMedian : 0;
-    std::printf("  %-36s %7.2f %7.2f", label, r, rc);
+    const double rm = den.min > 0 ? num.min / den.min : 0;
+    std::printf("  %-36s %7.2f %7.2f %7.2f", label, r, rc, rm);
     if (target > 0)
         std::printf("   target <= %.1f   %s", target, verdict(r, target, false).c_str());
     std::printf("\n");
@@ -935,8 +940,9 @@ void printFolder(const FolderResult& f, bool targets)
     printLoad("after", f.after);
     const long cpus = ::sysconf(_SC_NPROCESSORS_ONLN);
     if (f.before.loadAvg1 > 0.75 * double(cpus) || f.after.loadAvg1 > 0.75 * double(cpus))
-        std::printf("\n  BUSY MACHINE: wall-clock figures are inflated and noisy; the CPU-time\n"
-                    "  column is the steadier one");
+        std::printf("\n  BUSY MACHINE: other processes compete for the CPUs and their caches;\n"
+                    "  figures are noisy. Compare ratios (all configurations ran in turns) and\n"
+                    "  the minima, which come closest to the undisturbed cost");
     std::printf("\n\n  %-44s %9s %9s %9s  %7s\n", "configuration", "median ms", "min ms",
                 "cpu ms", "rows");
     printRow("(a)  floor: readdir + fstatat -> vector", f.a, c.entries);
@@ -956,11 +962,11 @@ void printFolder(const FolderResult& f, bool targets)
         printRow("(c)  peer QFileSystemModel, project filter", f.c, c.filtered);
         printRow("(c*) peer QFileSystemModel, no filter", f.cStar, c.entries);
     } else {
-        std::printf("  (c)  peer: skipped (--skip-peer)\n");
+        std::printf("  (c)  peer: skipped\n");
     }
 
     std::printf("\n  ratios of medians%s\n", targets ? "" : " (targets apply to the 100,000-entry folder)");
-    std::printf("  %-36s %7s %7s\n", "", "wall", "cpu");
+    std::printf("  %-36s %7s %7s %7s\n", "", "wall", "cpu", "min");
     printRatio("b/a", f.b, f.a, targets ? 2.5 : 0);
     printRatio("b*/a", f.bStar, f.a, 0);
     if (f.peer) {
@@ -973,25 +979,29 @@ void printFolder(const FolderResult& f, bool targets)
                      const Stats& outside, bool withTarget) {
         if (!usable(total) || !usable(service) || !usable(f.a))
             return;
-        std::printf("\n  %-38s  wall ms  share  |  cpu ms  share\n", title);
-        auto line = [](const char* what, double wall, double wallOf, double cpu, double cpuOf) {
-            std::printf("  %-38s %8.1f %5.1f %% | %7.1f %5.1f %%\n", what, wall,
-                        wallOf > 0 ? 100.0 * wall / wallOf : 0.0, cpu,
-                        cpuOf > 0 ? 100.0 * cpu / cpuOf : 0.0);
+        (void)total;
+        const double wallSum = service.median + outside.median;
+        const double cpuSum = service.cpuMedian + outside.cpuMedian;
+        std::printf("\n  %-38s  wall ms  share |  cpu ms  share |  min ms\n", title);
+        auto line = [&](const char* what, const Stats& part) {
+            std::printf("  %-38s %8.1f %5.1f %% | %7.1f %5.1f %% | %7.1f\n", what, part.median,
+                        wallSum > 0 ? 100.0 * part.median / wallSum : 0.0, part.cpuMedian,
+                        cpuSum > 0 ? 100.0 * part.cpuMedian / cpuSum : 0.0, part.min);
         };
-        line("inside the directory service", service.median, total.median, service.cpuMedian,
-             total.cpuMedian);
-        line("outside it (parse+records+filter+sort)", outside.median, total.median,
-             outside.cpuMedian, total.cpuMedian);
-        std::printf("  %-38s %8.2f x a     | %7.2f x a", "outside as a multiple of a",
-                    outside.median / f.a.median,
-                    f.a.cpuMedian > 0 ? outside.cpuMedian / f.a.cpuMedian : 0.0);
-        if (withTarget)
-            std::printf("   target <= 1.0 x a   %s",
-                        verdict(outside.median / f.a.median, 1.0, false).c_str());
-        std::printf("\n  %-38s %8.2f x a     | %7.2f x a\n", "directory service as a multiple of a",
-                    service.median / f.a.median,
-                    f.a.cpuMedian > 0 ? service.cpuMedian / f.a.cpuMedian : 0.0);
+        line("inside the directory service", service);
+        line("outside it (parse+records+filter+sort)", outside);
+        auto ofA = [&](const char* what, const Stats& part, bool target) {
+            std::printf("  %-38s %8.2f x a     | %7.2f x a     | %7.2f x a", what,
+                        part.median / f.a.median,
+                        f.a.cpuMedian > 0 ? part.cpuMedian / f.a.cpuMedian : 0.0,
+                        f.a.min > 0 ? part.min / f.a.min : 0.0);
+            if (target)
+                std::printf("   target <= 1.0 x a (wall)   %s",
+                            verdict(part.median / f.a.median, 1.0, false).c_str());
+            std::printf("\n");
+        };
+        ofA("outside as a multiple of a", outside, withTarget);
+        ofA("directory service as a multiple of a", service, false);
     };
     split("where (b) goes (medians over the runs)", f.bPhased, f.phase[kService], f.outside, targets);
     split("where (b*) goes", f.bStarPhased, f.phaseStar[kService], f.outsideStar, false);
@@ -1064,7 +1074,7 @@ int main(int argc, char** argv)
     // thread, so the child begins from a small, clean baseline.
     MemoryReport memory;
     bool memoryTried = false;
-    if (opt.only.empty() || opt.only == "big") {
+    if ((opt.only.empty() || opt.only == "big") && !opt.oursOnly) {
         memoryTried = true;
         memory = measureMemory(argc, argv, opt.dir,
                                QDir::cleanPath(QString::fromStdString(opt.dir + "/" + kBig.name)));
@@ -1072,6 +1082,24 @@ int main(int argc, char** argv)
 
     QApplication app(argc, argv);
     LogManagement::getInstance()->setEnabled(false);
+
+    if (opt.oursOnly) {
+        // For a profiler: (b) alone, so its samples are not mixed with the
+        // floor's, the peer's or the fixture census's.
+        for (const Fixture* fx : fixtures) {
+            const QString folder =
+                QDir::cleanPath(QString::fromStdString(opt.dir + "/" + fx->name));
+            fileModelLocal model;
+            model.setNameFilters(projectFilters());
+            const Stats b = measure(opt.runs, [&](int& rows, bool&) {
+                return runOurs(model, folder, rows);
+            });
+            std::printf("(b) ours on \"%s\": median %.1f ms, min %.1f ms, cpu %.1f ms, rows %d "
+                        "(host log off)\n",
+                        fx->name, b.median, b.min, b.cpuMedian, b.rows);
+        }
+        return 0;
+    }
 
     struct utsname un;
     const bool haveUname = ::uname(&un) == 0;

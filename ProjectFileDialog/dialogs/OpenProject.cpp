@@ -46,6 +46,7 @@ void OpenProject::openProject(const QString& dir, QStringList* filters, int filt
     m_initialDir = dir;
     m_option = option;
     m_openFileType = type;
+    m_viewMode = type;
 
     if (type == FileOrFolder) {
         ui->chooseDirButton->show();
@@ -89,12 +90,20 @@ void OpenProject::openProject(const QString& dir, QStringList* filters, int filt
     setWindowTitle(title);
 
     initFilterSuffix(filters, filterCount);
-    if (m_viewMode != 3 && m_viewMode != 4) {
+    if (m_viewMode != FileOrFolder && m_viewMode != OpenFileHere) {
         if (!dir.isEmpty() && QFileInfo(dir).isDir())
             updateCurrentPath(dir, tracing);
         else
             onDocumentButton();
         initBtnStateLastClose();
+    } else {
+        // These modes carry on where the user last was, whatever folder the
+        // caller names.
+        const QString last = getCurrentPath();
+        if (last == QLatin1String(":") || QFileInfo(last).isDir())
+            updateCurrentPath(last, tracing);
+        else
+            onDocumentButton();
     }
     exec();
 }
@@ -181,7 +190,7 @@ void OpenProject::onOkButton()
     const QModelIndexList selected =
         ui->tableView->selectionModel() ? ui->tableView->selectionModel()->selectedRows() : QModelIndexList();
 
-    if (m_viewMode == 8) {
+    if (m_viewMode == PickListedFile) {
         if (const FileInfo* f = selected.isEmpty() ? nullptr : fileInfoAt(selected.first()))
             finish(QDir::toNativeSeparators(f->path));
         return;
@@ -247,7 +256,7 @@ void OpenProject::onTableRowChanged(const QModelIndex& current)
 void OpenProject::slotChooseDir()
 {
     const QModelIndex current = ui->tableView->currentIndex();
-    if (current.isValid() && m_viewMode != 3 && m_viewMode != 4) {
+    if (current.isValid() && m_viewMode != FileOrFolder && m_viewMode != OpenFileHere) {
         const FileInfo* f = fileInfoAt(current);
         if (!f || !f->isFolder()) {
             showWarning(QStringLiteral("当前选中不是文件夹"), this);

@@ -16,9 +16,7 @@ public:
     // True when the file may be opened; a refusal has shown its message.
     bool checkProjectFile(const QString& file);
 
-    // How the table is offered: 0 normal; 3 and 4 keep the dialog where it
-    // is and accept the shown folder; 8 takes the selected row as listed.
-    void setViewMode(int mode) { m_viewMode = mode; }
+    // The open mode the caller asked for (OpenFileType).
     int viewMode() const { return m_viewMode; }
 
 public slots:
@@ -36,5 +34,5 @@ private:
     void acceptFile(const QString& typedName);
     void onTableRowChanged(const QModelIndex& current) override;
 
-    int m_viewMode = 0;
+    int m_viewMode = OpenProjectFile;
 };
