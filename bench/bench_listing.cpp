@@ -982,7 +982,7 @@ void printFolder(const FolderResult& f, bool targets)
         (void)total;
         const double wallSum = service.median + outside.median;
         const double cpuSum = service.cpuMedian + outside.cpuMedian;
-        std::printf("\n  %-38s  wall ms  share |  cpu ms  share |  min ms\n", title);
+        std::printf("\n  %-38s  wall ms   share |  cpu ms   share |  min ms\n", title);
         auto line = [&](const char* what, const Stats& part) {
             std::printf("  %-38s %8.1f %5.1f %% | %7.1f %5.1f %% | %7.1f\n", what, part.median,
                         wallSum > 0 ? 100.0 * part.median / wallSum : 0.0, part.cpuMedian,
