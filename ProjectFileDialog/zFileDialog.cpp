@@ -43,6 +43,7 @@ zFileDialog::zFileDialog(QWidget* parent)
     m_currentDir = ui->localModel->currentDir();
     initTabToSuffixMap();
     initRecentTab();
+    loadOftenUseFromJson();
     buildConnections();
     installEventFilter(this);
     ui->titleBar->installEventFilter(this);

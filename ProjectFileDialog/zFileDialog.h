@@ -8,6 +8,7 @@
 #include "models/FileInfo.h"
 #include "zBaseModal.h"
 
+#include <QDateTime>
 #include <QHash>
 #include <QIcon>
 #include <QJsonArray>
@@ -222,13 +223,28 @@ protected:
     bool m_option = false;
     int m_openFileType = OpenProjectFile;
 
-    QHash<oftenUseDirButton*, FileInfo> m_oftenUse;
+    QHash<oftenUseDirButton*, FileInfo> m_oftenUse; // pinned button -> its folder
+    QStringList m_lsjlLines; // accepted lines of the history file, in file order
+
+    // Pinned folders and recent projects.
+    void loadOftenUseFromJson();
+    void buildAndAddOftenUseDirBtn(const FileInfo& info);
+    bool isExistInDirBtns(const QString& path) const;
+    void removeDirBtnByPath(const QString& path);
+    void readLsjlFile();
+    bool parseOneRowLsjl(QString& path, QPair<QDateTime, QString>& row, const QString& line);
+    QList<FileInfo> convertLsjlFileToFileInfoList();
+    // The store file in the host's application directory.
+    static QString storeFile();
 
 private:
     void buildConnections();
     void showEmptyCloud(const QString& root);
     void initTabToSuffixMap();
     void initRecentTab();
+    void onRecentTab(zBaseTab* tab);
+    void onOftenUseClicked(oftenUseDirButton* button);
+    void removeOftenUseByMenu(oftenUseDirButton* button);
     QIcon fileIcon(const QString& key);
 
     friend struct zFileDialogUi;

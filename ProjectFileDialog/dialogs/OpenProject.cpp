@@ -3,6 +3,8 @@
 #include "CpfMain.h"
 #include "HostServices.h"
 #include "QXManager.h"
+#include "SharedInterface.h"
+#include "fileInfoJsonUtil.h"
 #include "TranMiUtilAction.h"
 #include "Users.h"
 #include "fileModelLocal.h"
@@ -180,8 +182,23 @@ void OpenProject::acceptFile(const QString& typedName)
     }
     if (!checkProjectFile(candidate))
         return;
+    rememberRecent(QDir::toNativeSeparators(candidate));
     SetFilePath(QString());
     finish(QDir::toNativeSeparators(candidate));
+}
+
+void OpenProject::rememberRecent(const QString& file)
+{
+    FileInfo info;
+    SharedInterface::GetFileInfo(file, info.name, info.datetime, info.type, info.size);
+    info.path = file;
+    QList<FileInfo> recent;
+    fileInfoJsonUtil::ReadFileInfoListFromJson(storeFile(), QStringLiteral("RecentFile"), recent);
+    for (const FileInfo& r : qAsConst(recent)) {
+        if (r.name == info.name && r.path == info.path)
+            return; // opened before: it keeps its place in the list
+    }
+    fileInfoJsonUtil::WriteJsonFromFileInfo(storeFile(), QStringLiteral("RecentFile"), info);
 }
 
 void OpenProject::onOkButton()

@@ -32,6 +32,8 @@ protected:
 private:
     // Opens the candidate when it exists and passes the rights check.
     void acceptFile(const QString& typedName);
+    // Adds an accepted project to the store's recent list, once.
+    void rememberRecent(const QString& file);
     void onTableRowChanged(const QModelIndex& current) override;
 
     int m_viewMode = OpenProjectFile;
