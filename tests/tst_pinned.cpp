@@ -203,7 +203,7 @@ void TestPinned::otherSpellingPinsAgain()
     fileInfoJsonUtil::WriteJsonFromFileInfo(m_app->store(), QStringLiteral("OftenUse"),
                                             folderRecord(m_folders.at(6) + QLatin1Char('/')));
     FileInfo upper = folderRecord(m_folders.at(6));
-    upper.path = m_home.path() + QStringLiteral("/常用 06").toUpper();
+    upper.path = m_folders.at(6).toUpper();
     fileInfoJsonUtil::WriteJsonFromFileInfo(m_app->store(), QStringLiteral("OftenUse"), upper);
     Probe d;
     QCOMPARE(d.ui->oftenUseList->count(), 2);
