@@ -5,6 +5,7 @@
 
 #include "AddressBar.h"
 #include "HostServices.h"
+#include "InterfaceAdaptation.h"
 #include "SharedInterface.h"
 #include "Users.h"
 #include "fileInfoJsonUtil.h"
@@ -145,6 +146,11 @@ void zFileDialog::onBackwardsButton()
 
 void zFileDialog::showFileTable()
 {
+    if (m_isRecent) {
+        ui->headerView->resizeSection(0, InterfaceAdaptation::getInstance()->getResolutionRatioH(330));
+        ui->headerView->resizeSection(1, InterfaceAdaptation::getInstance()->getResolutionRatioH(96));
+        ui->headerView->resizeSection(2, InterfaceAdaptation::getInstance()->getResolutionRatioH(110));
+    }
     ui->tableView->setEditTriggers(QAbstractItemView::SelectedClicked | QAbstractItemView::EditKeyPressed);
     ui->tableView->setSortingEnabled(true);
     ui->stackedWidget->setCurrentIndex(0);

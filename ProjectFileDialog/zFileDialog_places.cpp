@@ -14,6 +14,7 @@
 #include "zFileDialogUi.h"
 
 #include <QButtonGroup>
+#include <QHeaderView>
 #include <QFile>
 #include <QListWidget>
 #include <QSet>
@@ -191,6 +192,10 @@ void zFileDialog::slotBtnRecentClicked()
     else
         ui->recentDefaultTab->tabClick();
     ui->localModel->setShowPathColumn(true);
+    // The path column needs the room the size column had.
+    ui->headerView->resizeSection(0, px(220));
+    ui->headerView->resizeSection(1, px(250));
+    ui->headerView->resizeSection(2, px(90));
     m_isRecent = true;
     ui->recentButton->setChecked(true);
     iClickedBtn = 8;

@@ -106,6 +106,7 @@ int main(int argc, char** argv)
     const DemoConfig config = DemoConfig::loadOrCreate(configFile, data + QStringLiteral("/app"));
     config.apply();
     const QString workspace = demo::ensureWorkspace(data);
+    demo::seedApplicationDirectory(config.appDir, workspace);
     out << "configuration: " << configFile << "\n"
         << "application directory: " << config.appDir << "\n"
         << "workspace: " << workspace << "\n";

@@ -4,6 +4,9 @@
 
 #include "AddressBar.h"
 #include "AddressItem.h"
+#include "mqcoreTesting.h"
+#include "oftenUseDirButton.h"
+#include "zBaseCombox.h"
 #include "zBaseMenu.h"
 #include "zFileDialog.h"
 
@@ -11,6 +14,8 @@
 #include <QApplication>
 #include <QDir>
 #include <QHBoxLayout>
+#include <QLineEdit>
+#include <QListWidget>
 #include <QPainter>
 #include <QTableView>
 #include <QTest>
@@ -100,6 +105,47 @@ QStringList takeScreenshots(const QString& dir, const QString& workspace)
             QApplication::processEvents();
             save(d->grab(), dir, QStringLiteral("open-dialog.png"), written);
 
+            if (auto* pinned = d->findChild<oftenUseDirButton*>()) {
+                zBaseMenu* menu = pinned->contextMenu();
+                menu->popup(pinned->mapToGlobal(QPoint(pinned->width() / 3, pinned->height() / 2)));
+                QApplication::processEvents();
+                save(withPopup(d, menu), dir, QStringLiteral("pinned-remove-menu.png"), written);
+                menu->hide();
+            }
+
+            d->updateCurrentPath(workspace + QStringLiteral("/概算"), zFileDialog::tracing);
+            d->findChild<zBaseCombox*>(QStringLiteral("fileType_comboBox"))->setCurrentIndex(1);
+            QApplication::processEvents();
+            save(d->grab(), dir, QStringLiteral("open-type-chosen.png"), written);
+
+            // A refusal: without the estimate right an estimate project
+            // cannot be opened.
+            mqcoreTesting::withdrawRight(2);
+            auto* boxPoll = new QTimer;
+            QObject::connect(boxPoll, &QTimer::timeout, [boxPoll, &dir, &written] {
+                QWidget* box = nullptr;
+                for (QWidget* w : QApplication::topLevelWidgets()) {
+                    if (w->objectName() == QLatin1String("zMessageBox") && w->isVisible())
+                        box = w;
+                }
+                if (!box)
+                    return;
+                boxPoll->stop();
+                boxPoll->deleteLater();
+                save(box->grab(), dir, QStringLiteral("refusal-message.png"), written);
+                if (auto* yes = box->findChild<QAbstractButton*>(QStringLiteral("zMessageBoxYes")))
+                    yes->click();
+            });
+            boxPoll->start(10);
+            d->findChild<QLineEdit*>(QStringLiteral("fileName_lineEdit"))->setText(QStringLiteral("人民医院门诊楼概算.GCFG"));
+            d->onOkButton();
+            mqcoreTesting::grantRight(2);
+
+            d->slotBtnRecentClicked();
+            QApplication::processEvents();
+            save(d->grab(), dir, QStringLiteral("recent-page.png"), written);
+            d->onDesktopButton();
+
             d->onMyComputerButton();
             QApplication::processEvents();
             save(d->grab(), dir, QStringLiteral("computer-view.png"), written);
@@ -137,6 +183,10 @@ QStringList takeScreenshots(const QString& dir, const QString& workspace)
         [&](zFileDialog* d) {
             QApplication::processEvents();
             save(d->grab(), dir, QStringLiteral("save-dialog.png"), written);
+            d->findChild<QLineEdit*>(QStringLiteral("fileName_lineEdit"))->setText(QStringLiteral("滨江花园三期 安装工程"));
+            d->findChild<zBaseCombox*>(QStringLiteral("fileType_comboBox"))->setCurrentIndex(1);
+            QApplication::processEvents();
+            save(d->grab(), dir, QStringLiteral("save-typed-name.png"), written);
             d->onCancelButton();
         });
     return written;

@@ -1,6 +1,10 @@
 #include "workspace.h"
 
 #include <QDateTime>
+#include <QFileInfo>
+
+#include "SharedInterface.h"
+#include "fileInfoJsonUtil.h"
 #include <QDir>
 #include <QFile>
 
@@ -81,6 +85,42 @@ QString ensureWorkspace(const QString& root)
     if (m.open(QIODevice::WriteOnly))
         m.write("made by the demo host\n");
     return projects;
+}
+
+void seedApplicationDirectory(const QString& appDir, const QString& projects)
+{
+    const QString store = appDir + QStringLiteral("/filecy.json");
+    if (QFile::exists(store))
+        return;
+    QDir().mkpath(appDir);
+    auto record = [](const QString& path) {
+        FileInfo info;
+        QString datetime;
+        SharedInterface::GetFileInfo(path, info.name, datetime, info.type, info.size);
+        info.datetime = datetime;
+        info.path = path;
+        return info;
+    };
+    for (const char* folder : {"预算", "审计", "常用资料/定额库"})
+        fileInfoJsonUtil::WriteJsonFromFileInfo(store, QStringLiteral("OftenUse"),
+                                                record(projects + QLatin1Char('/') + QString::fromUtf8(folder)));
+    for (const char* file : {"预算/某市第一中学教学楼预算.GCFX", "总承包/综合管廊总承包.GCFZ", "预算/滨江花园二期土建预算.SGCFX",
+                             "工程量清单汇总.xlsx", "概算/人民医院门诊楼概算.GCFG", "造价指标.CJZ"})
+        fileInfoJsonUtil::WriteJsonFromFileInfo(store, QStringLiteral("RecentFile"),
+                                                record(projects + QLatin1Char('/') + QString::fromUtf8(file)));
+    QFile history(appDir + QStringLiteral("/FileList.Ini"));
+    if (history.open(QIODevice::WriteOnly | QIODevice::Text)) {
+        const QChar us(0x1F);
+        const QStringList lines{
+            QStringList{QStringLiteral("bd"), projects + QStringLiteral("/预算/某市第一中学教学楼预算.GCFX"),
+                        QStringLiteral("(2026-11-18 09:30)"), QStringLiteral("1"), QString(), QString(), QString(),
+                        QString(), QString()}
+                .join(us),
+            QStringLiteral("bd##") + projects + QStringLiteral("/结算/体育馆钢结构结算.GCFJ##2026-10-22"),
+        };
+        for (const QString& line : lines)
+            history.write(line.toUtf8() + "\n");
+    }
 }
 
 } // namespace demo

@@ -9,4 +9,8 @@ namespace demo {
 // folder that holds the projects.
 QString ensureWorkspace(const QString& root);
 
+// Gives a new application directory a store with pinned folders and recent
+// projects, and a history file, so the left column shows them at once.
+void seedApplicationDirectory(const QString& appDir, const QString& projects);
+
 } // namespace demo
