@@ -195,6 +195,14 @@ protected:
     virtual void onTableRowChanged(const QModelIndex& current);
     // The current folder joined with a name, by the folder's path style.
     QString childPath(const QString& name) const;
+    // A display path whose first segment is "企业云盘" or "个人云盘".
+    static bool isCloudPath(const QString& path);
+    // Selects type filter index for the table (every file without groups).
+    void selectFilter(int index);
+    // The combo's type texts joined with ";;", for the system's dialogs.
+    QString comboFilterString() const;
+    // The folder of the host's open project as the current-project place.
+    static QString projectPlace(const QString& projectPath);
 
     zFileDialogUi* ui = nullptr;
 

@@ -162,3 +162,22 @@ void zFileDialog::initTabToSuffixMap()
     }
     m_recentTabMap.insert(ui->recentAllTab, all);
 }
+
+void zFileDialog::selectFilter(int index)
+{
+    if (ui->fileTypeCombo->count() > 0) {
+        ui->fileTypeCombo->setCurrentIndex(index);
+        ui->localModel->setNameFilters(ui->patternMap.value(index));
+    } else {
+        // Without type groups every file is offered.
+        ui->localModel->setNameFilters({QStringLiteral("*.*")});
+    }
+}
+
+QString zFileDialog::comboFilterString() const
+{
+    QStringList texts;
+    for (int i = 0; i < ui->fileTypeCombo->count(); ++i)
+        texts << ui->fileTypeCombo->itemText(i);
+    return texts.join(QStringLiteral(";;"));
+}

@@ -39,12 +39,6 @@ QStringList segments(const QString& path)
     return QDir::toNativeSeparators(path).split(zFileDialog::pathFgf, Qt::SkipEmptyParts);
 }
 
-bool isCloudPath(const QString& path)
-{
-    const QStringList parts = path.split(zFileDialog::pathFgf, Qt::SkipEmptyParts);
-    return !parts.isEmpty() && (parts.first() == kEnterpriseCloud || parts.first() == kPersonalCloud);
-}
-
 bool userLoggedIn()
 {
     const UserInfo* user = Users::Instance()->Mqy();
@@ -52,6 +46,19 @@ bool userLoggedIn()
 }
 
 } // namespace
+
+bool zFileDialog::isCloudPath(const QString& path)
+{
+    const QString first = QDir::toNativeSeparators(path).split(pathFgf, Qt::SkipEmptyParts).value(0);
+    return first == kEnterpriseCloud || first == kPersonalCloud;
+}
+
+QString zFileDialog::projectPlace(const QString& projectPath)
+{
+    // A cloud project keeps its whole display path: the place drops the
+    // file part itself.
+    return isCloudPath(projectPath) ? projectPath : QFileInfo(projectPath).absolutePath();
+}
 
 void zFileDialog::updateCurrentPath(const QString& path, TracAction action)
 {

@@ -1226,7 +1226,7 @@ int main(int argc, char** argv)
                 std::printf("  %-30s %10s\n", what, "n/a");
                 return;
             }
-            std::printf("  %-30s %8.2f%-2s  limit %s %.1f%-2s  %s\n", what, value, unit,
+            std::printf("  %-30s %8.2f %-2s  limit %s %.1f %-2s  %s\n", what, value, unit,
                         strict ? "<" : "<=", limit, unit, verdict(value, limit, strict).c_str());
         };
         const bool ab = usable(r.b) && usable(r.a);

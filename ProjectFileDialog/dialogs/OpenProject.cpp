@@ -23,12 +23,6 @@
 
 namespace {
 
-bool isCloudPath(const QString& path)
-{
-    const QString first = QDir::toNativeSeparators(path).split(zFileDialog::pathFgf, Qt::SkipEmptyParts).value(0);
-    return first == QStringLiteral("企业云盘") || first == QStringLiteral("个人云盘");
-}
-
 bool opensAtPath(const FileInfo& f)
 {
     return f.isFolder() || f.isLocalDisk() || f.isRemovableDisk() || f.isRamDisk() || f.isCdRom();
@@ -61,10 +55,8 @@ void OpenProject::openProject(const QString& dir, QStringList* filters, int filt
         ui->fileTypeCombo->setEnabled(false);
     }
 
-    // The host's open project: its folder for a local project; a cloud
-    // project keeps its whole display path, the place drops the file part.
     if (!projectPath.isEmpty())
-        m_currentProjectDir = isCloudPath(projectPath) ? projectPath : QFileInfo(projectPath).absolutePath();
+        m_currentProjectDir = projectPlace(projectPath);
     else
         m_currentProjectDir = zHttpUtil::TranMiUtil()->JudageValue(QStringLiteral("文件对话框-当前工程位置"), QString());
 
@@ -112,13 +104,7 @@ void OpenProject::openProject(const QString& dir, QStringList* filters, int filt
 
 void OpenProject::setFilterSuffix(int index)
 {
-    if (ui->fileTypeCombo->count() > 0) {
-        ui->fileTypeCombo->setCurrentIndex(index);
-        ui->localModel->setNameFilters(ui->patternMap.value(index));
-    } else {
-        // Without type groups every file is offered.
-        ui->localModel->setNameFilters({QStringLiteral("*.*")});
-    }
+    selectFilter(index);
 }
 
 bool OpenProject::checkProjectFile(const QString& file)
@@ -289,10 +275,7 @@ void OpenProject::onOtherPathButton()
 {
     zFileDialog::onOtherPathButton();
     hide();
-    QStringList texts;
-    for (int i = 0; i < ui->fileTypeCombo->count(); ++i)
-        texts << ui->fileTypeCombo->itemText(i);
-    const QString filter = texts.join(QStringLiteral(";;"));
+    const QString filter = comboFilterString();
     QString answer;
     if (m_openFileType == OpenProjectFile)
         answer = pfd::systemDialogs().openFile(QStringLiteral("打开"), m_currentDir, filter);

@@ -19,12 +19,6 @@
 
 namespace {
 
-bool isCloudPath(const QString& path)
-{
-    const QString first = QDir::toNativeSeparators(path).split(QLatin1Char('\\'), Qt::SkipEmptyParts).value(0);
-    return first == QStringLiteral("企业云盘") || first == QStringLiteral("个人云盘");
-}
-
 bool hasForbiddenCharacter(const QString& name)
 {
     for (const QChar c : {QChar('\\'), QChar('/'), QChar(':'), QChar('*'), QChar('?'), QChar('"'), QChar('<'),
@@ -57,7 +51,7 @@ void SaveProject::saveProject(const QString& dir, const QString& defaultName, QS
     m_confirmOverwrite = confirmOverwrite;
     m_option = confirmOverwrite;
     if (!projectPath.isEmpty())
-        m_currentProjectDir = isCloudPath(projectPath) ? projectPath : QFileInfo(projectPath).absolutePath();
+        m_currentProjectDir = projectPlace(projectPath);
     else
         ui->currentProjectButton->setEnabled(false);
 
@@ -103,12 +97,7 @@ void SaveProject::saveProject(const QString& dir, const QString& defaultName, QS
 
 void SaveProject::setFilterSuffix(int index)
 {
-    if (ui->fileTypeCombo->count() > 0) {
-        ui->fileTypeCombo->setCurrentIndex(index);
-        ui->localModel->setNameFilters(ui->patternMap.value(index));
-    } else {
-        ui->localModel->setNameFilters({QStringLiteral("*.*")});
-    }
+    selectFilter(index);
 }
 
 void SaveProject::updateCurrentPath(const QString& path, TracAction action)
@@ -217,13 +206,10 @@ void SaveProject::onOtherPathButton()
 {
     zFileDialog::onOtherPathButton();
     hide();
-    QStringList texts;
-    for (int i = 0; i < ui->fileTypeCombo->count(); ++i)
-        texts << ui->fileTypeCombo->itemText(i);
     const QFileDialog::Options options =
         m_confirmOverwrite ? QFileDialog::Options() : QFileDialog::Options(QFileDialog::DontConfirmOverwrite);
     const QString answer =
-        pfd::systemDialogs().saveFile(QStringLiteral("选择工程保存路径"), m_currentDir, texts.join(QStringLiteral(";;")), options);
+        pfd::systemDialogs().saveFile(QStringLiteral("选择工程保存路径"), m_currentDir, comboFilterString(), options);
     if (answer.isEmpty()) {
         finish(QString());
         return;
