@@ -22,6 +22,7 @@
 #include <QApplication>
 #include <QCompleter>
 #include <QDir>
+#include <QFileSystemModel>
 #include <QItemSelectionModel>
 #include <QHeaderView>
 #include <QKeyEvent>
@@ -35,8 +36,10 @@ zFileDialog::zFileDialog(QWidget* parent)
     , ui(new zFileDialogUi)
     , m_parentWidget(parent)
 {
-    ui->setupUi(this);
+    // Set before the children exist: set afterwards, it would re-polish every
+    // widget of the window once more.
     setStyleSheet(QStringLiteral("QLineEdit{background:white;}"));
+    ui->setupUi(this);
     ui->localModel->setIconSource([this](const QString& key) { return fileIcon(key); });
     ui->tableView->setModel(nullptr);
     setTableModel(ui->localModel);
@@ -91,6 +94,14 @@ void zFileDialog::buildConnections()
             &zFileDialog::currentFilterIndexChanged);
     connect(ui->fileNameEdit, &QLineEdit::textEdited, this, &zFileDialog::TextEdited);
     connect(ui->fileNameEdit, &zBaseLineEdit::signalFocusIn, this, [this] { ui->okButton->setEnabled(true); });
+    connect(ui->fileNameEdit, &zBaseLineEdit::signalFocusIn, this, [this] {
+        if (ui->completer->model())
+            return;
+        auto* folders = new QFileSystemModel(ui->completer);
+        folders->setFilter(QDir::AllDirs | QDir::NoDotAndDotDot | QDir::Drives);
+        folders->setRootPath(QString());
+        ui->completer->setModel(folders);
+    });
     connect(ui->tableView, &QWidget::customContextMenuRequested, this, &zFileDialog::onTableViewContextMenu);
     if (QObject* source = Communication::GetInstance()->CloudMessageSource()) {
         const int index = source->metaObject()->indexOfSignal("doGotMsg(QJsonObject)");

@@ -19,7 +19,6 @@
 #include <QButtonGroup>
 #include <QCompleter>
 #include <QDir>
-#include <QFileSystemModel>
 #include <QGridLayout>
 #include <QHBoxLayout>
 #include <QHeaderView>
@@ -369,10 +368,9 @@ void zFileDialogUi::setupUi(zFileDialog* dialog)
     fileNameEdit = new zBaseLineEdit(rightWidget);
     fileNameEdit->setObjectName(QStringLiteral("fileName_lineEdit"));
     fileNameEdit->setFixedHeight(px(30));
-    auto* completionModel = new QFileSystemModel(fileNameEdit);
-    completionModel->setFilter(QDir::AllDirs | QDir::NoDotAndDotDot | QDir::Drives);
-    completionModel->setRootPath(QString());
-    completer = new QCompleter(completionModel, fileNameEdit);
+    // The folder model behind completion starts a watcher thread; it is made
+    // when the field first gets the focus (zFileDialog), not with the window.
+    completer = new QCompleter(fileNameEdit);
     completer->setCaseSensitivity(Qt::CaseInsensitive);
     fileNameEdit->setCompleter(completer);
     fileTypeLabel = new zBaseLabel(rightWidget);

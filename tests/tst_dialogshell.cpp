@@ -48,6 +48,7 @@ private slots:
     void maximiseSwapsIcons();
     void openFileNameTestHandsBackTheDialog();
     void missingStartFolderShowsDocuments();
+    void withoutTypeGroupsEveryFileIsListed();
 
 private:
     QTemporaryDir m_home;
@@ -305,6 +306,17 @@ void TestDialogShell::missingStartFolderShowsDocuments()
     });
     zFileDialog::getOpenFileName(nullptr, m_home.path() + QStringLiteral("/不存在"), nullptr, 0);
     QCOMPARE(shown, pfd::knownFolder(pfd::KnownFolder::Documents));
+}
+
+void TestDialogShell::withoutTypeGroupsEveryFileIsListed()
+{
+    int rows = -1;
+    whenDialogShows([&](zFileDialog* d) {
+        rows = child<QTableView>(d, "FileDialog")->model()->rowCount();
+        d->onCancelButton();
+    });
+    zFileDialog::getOpenFileName(nullptr, m_projects, nullptr, 0);
+    QCOMPARE(rows, 4); // 子目录, 预算一.GCFX, 概算.GCFG, 说明.txt
 }
 
 QTEST_MAIN(TestDialogShell)

@@ -84,6 +84,8 @@ void OpenProject::openProject(const QString& dir, QStringList* filters, int filt
     setWindowTitle(title);
 
     initFilterSuffix(filters, filterCount);
+    if (!filters)
+        selectFilter(0);
     if (m_viewMode != FileOrFolder && m_viewMode != OpenFileHere) {
         if (!dir.isEmpty() && QFileInfo(dir).isDir())
             updateCurrentPath(dir, tracing);

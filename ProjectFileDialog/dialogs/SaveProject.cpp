@@ -87,6 +87,8 @@ void SaveProject::saveProject(const QString& dir, const QString& defaultName, QS
     }
 
     initFilterSuffix(filters, filterCount);
+    if (!filters)
+        selectFilter(0);
     if (!dir.isEmpty() && QFileInfo(dir).isDir())
         updateCurrentPath(dir, tracing);
     else

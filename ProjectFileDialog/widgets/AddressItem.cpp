@@ -1,5 +1,8 @@
 #include "AddressItem.h"
 
+#include <QApplication>
+#include <QHash>
+
 #include "AddressBar.h"
 #include "InterfaceAdaptation.h"
 #include "MenuWidget.h"
@@ -42,9 +45,18 @@ QPixmap arrowFor(const char* file, const QWidget* widget)
     const int side = px(12);
     const QWidget* top = widget->window();
     QWindow* handle = top ? top->windowHandle() : nullptr;
+    // Every segment draws the same arrows: render each once per size and
+    // pixel ratio.
+    const qreal ratio = handle ? handle->devicePixelRatio() : qApp->devicePixelRatio();
+    static QHash<QString, QPixmap> rendered;
+    const QString key = QStringLiteral("%1@%2x%3").arg(QLatin1String(file)).arg(side).arg(ratio);
+    auto it = rendered.constFind(key);
+    if (it != rendered.constEnd())
+        return it.value();
     QPixmap pixmap = QIcon(QLatin1String(file)).pixmap(handle, QSize(side, side));
     if (!pixmap.isNull())
         pixmap.setDevicePixelRatio(qreal(pixmap.width()) / side);
+    rendered.insert(key, pixmap);
     return pixmap;
 }
 
@@ -90,6 +102,15 @@ AddressItem::AddressItem(QString text, QString path_, bool isRoot_, AddressBar* 
 
     loadArrows();
 
+    connect(this, &QAbstractButton::toggled, this, &AddressItem::onCheckChanged);
+}
+
+void AddressItem::ensureMenu()
+{
+    // Made when first wanted: a bar is rebuilt on every navigation, and a
+    // pop-up per segment would cost more than listing the folder.
+    if (menu)
+        return;
     menu = new zBaseMenu(this);
     // A tool-tip window instead of a popup: it grabs neither mouse nor
     // keyboard, so the bar keeps seeing the pointer and the open menu can
@@ -102,9 +123,7 @@ AddressItem::AddressItem(QString text, QString path_, bool isRoot_, AddressBar* 
     auto* action = new QWidgetAction(menu);
     action->setDefaultWidget(menuWidget);
     menu->addAction(action);
-
     connect(menuWidget, &MenuWidget::SClickPath, this, &AddressItem::SClickPath);
-    connect(this, &QAbstractButton::toggled, this, &AddressItem::onCheckChanged);
     connect(menu, &QMenu::aboutToHide, this, &AddressItem::menuAboutToHide);
 }
 
@@ -119,13 +138,15 @@ AddressItem::~AddressItem()
     }
 }
 
-zBaseMenu* AddressItem::popupMenu() const
+zBaseMenu* AddressItem::popupMenu()
 {
+    ensureMenu();
     return menu;
 }
 
-MenuWidget* AddressItem::listWidget() const
+MenuWidget* AddressItem::listWidget()
 {
+    ensureMenu();
     return menuWidget;
 }
 
@@ -162,6 +183,8 @@ void AddressItem::onClickMenuItem()
 void AddressItem::onCheckChanged(bool checked)
 {
     update();
+    if (checked)
+        ensureMenu();
     if (!menu)
         return;
     if (checked) {

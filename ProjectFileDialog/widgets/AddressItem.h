@@ -28,8 +28,8 @@ public:
     int segmentTextWidth() const { return textWidth; }
     bool isRootItem() const { return isRoot; }
     bool showsBackArrow() const { return backArrow; }
-    zBaseMenu* popupMenu() const;
-    MenuWidget* listWidget() const;
+    zBaseMenu* popupMenu();
+    MenuWidget* listWidget();
 
     // The root shows the back arrow while segments are hidden.
     void setBackArrow(bool back);
@@ -58,6 +58,7 @@ private:
     void applyPalette();
     void loadArrows();
     bool hasSubFolders() const;
+    void ensureMenu();
 
     bool pressed = false;
     bool textPressed = false;

@@ -1,4 +1,6 @@
 #include "zBaseButton.h"
+
+#include <QHash>
 #include "zBaseControl_p.h"
 
 #include <QCoreApplication>
@@ -65,7 +67,15 @@ QIcon iconFrom(const QString& path)
 {
     // QIcon keeps the file and renders SVG at the size and device-pixel ratio
     // asked for, so icons stay sharp on scaled screens.
-    return path.isEmpty() ? QIcon() : QIcon(path);
+    if (path.isEmpty())
+        return QIcon();
+    // Loading an icon parses its file; buttons share one icon per file, and
+    // each keeps rendering at its own size and pixel ratio.
+    static QHash<QString, QIcon> loaded;
+    auto it = loaded.constFind(path);
+    if (it == loaded.constEnd())
+        it = loaded.insert(path, QIcon(path));
+    return it.value();
 }
 
 } // namespace
@@ -83,7 +93,7 @@ zBaseButton::zBaseButton(const QString& text, QWidget* parent)
     if (!QCoreApplication::testAttribute(Qt::AA_UseHighDpiPixmaps))
         QCoreApplication::setAttribute(Qt::AA_UseHighDpiPixmaps);
     setCursor(Qt::PointingHandCursor);
-    setStyleSheet(zBaseControlPrivate::themed(sheetFor(m_controlType)));
+    applySheet();
     connect(this, &QAbstractButton::toggled, this, [this] { updateIcon(); });
     connect(this, &QAbstractButton::pressed, this, [this] { updateIcon(); });
     connect(this, &QAbstractButton::released, this, [this] { updateIcon(); });
@@ -121,7 +131,18 @@ void zBaseButton::setControlType(int type)
     if (type == m_controlType)
         return;
     m_controlType = type;
-    setStyleSheet(zBaseControlPrivate::themed(sheetFor(type)));
+    applySheet();
+}
+
+void zBaseButton::applySheet()
+{
+    zBaseControlPrivate::setThemeSheet(this, zBaseControlPrivate::themed(sheetFor(m_controlType)));
+}
+
+bool zBaseButton::event(QEvent* event)
+{
+    zBaseControlPrivate::applyThemeSheet(this, event);
+    return QPushButton::event(event);
 }
 
 void zBaseButton::enterEvent(QEvent* event)

@@ -44,11 +44,13 @@ public:
     int controlType() const { return m_controlType; }
 
 protected:
+    bool event(QEvent* event) override;
     void enterEvent(QEvent* event) override;
     void leaveEvent(QEvent* event) override;
     void changeEvent(QEvent* event) override;
 
 private:
+    void applySheet();
     void updateIcon();
 
     QString m_normalPath, m_hoverPath, m_pressedPath, m_currentPath;

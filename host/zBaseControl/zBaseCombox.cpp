@@ -1,5 +1,7 @@
 #include "zBaseCombox.h"
 #include "zBaseControl_p.h"
+
+#include <QEvent>
 #include "zBaseTheme.h"
 
 #include <QAbstractItemView>
@@ -15,7 +17,7 @@ zBaseCombox::zBaseCombox(QWidget* parent)
 {
     // The styled delegate lets the sheet give the popup rows their height.
     setItemDelegate(new QStyledItemDelegate(this));
-    setStyleSheet(zBaseControlPrivate::themed(
+    zBaseControlPrivate::setThemeSheet(this, zBaseControlPrivate::themed(
         "QComboBox{background:@background-color@;color:@font-color@;border:1px solid @border-color@;"
         "border-radius:4px;padding:3px 8px;font-size:13px;}"
         "QComboBox:hover{border-color:@accent-hover-color@;}"
@@ -43,4 +45,10 @@ void zBaseCombox::paintEvent(QPaintEvent* event)
     const QPointF c(width() - kArrowWidth / 2.0, height() / 2.0);
     const QPointF points[] = {c + QPointF(-4, -2), c + QPointF(0, 2), c + QPointF(4, -2)};
     p.drawPolyline(points, 3);
+}
+
+bool zBaseCombox::event(QEvent* event)
+{
+    zBaseControlPrivate::applyThemeSheet(this, event);
+    return QComboBox::event(event);
 }

@@ -10,5 +10,6 @@ public:
     explicit zBaseCombox(QWidget* parent = nullptr);
 
 protected:
+    bool event(QEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
 };

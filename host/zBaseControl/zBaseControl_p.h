@@ -3,6 +3,9 @@
 #include <QHash>
 #include <QString>
 
+class QEvent;
+class QWidget;
+
 namespace zBaseControlPrivate {
 
 struct State
@@ -16,5 +19,12 @@ State& state();
 // Fills "@key@" markers of a style sheet template with zBaseTheme colours, so
 // every widget's style reads from the one theme.
 QString themed(const char* sheetTemplate);
+
+// A widget's style sheet costs a style of its own; it is kept aside and set
+// when the widget is first polished (about to show), so widgets that never
+// show never pay for it. Call setThemeSheet in the constructor and
+// applyThemeSheet from the widget's event().
+void setThemeSheet(QWidget* widget, const QString& sheet);
+void applyThemeSheet(QWidget* widget, QEvent* event);
 
 } // namespace zBaseControlPrivate

@@ -1,6 +1,8 @@
 #include "zBaseLineEdit.h"
 #include "zBaseControl_p.h"
 
+#include <QEvent>
+
 zBaseLineEdit::zBaseLineEdit(QWidget* parent)
     : zBaseLineEdit(QString(), parent)
 {
@@ -9,7 +11,7 @@ zBaseLineEdit::zBaseLineEdit(QWidget* parent)
 zBaseLineEdit::zBaseLineEdit(const QString& text, QWidget* parent)
     : QLineEdit(text, parent)
 {
-    setStyleSheet(zBaseControlPrivate::themed(
+    zBaseControlPrivate::setThemeSheet(this, zBaseControlPrivate::themed(
         "QLineEdit{background:@background-color@;color:@font-color@;border:1px solid @border-color@;"
         "border-radius:4px;padding:3px 6px;font-size:13px;"
         "selection-background-color:@pressed-color@;selection-color:@font-color@;}"
@@ -23,4 +25,10 @@ void zBaseLineEdit::focusInEvent(QFocusEvent* event)
 {
     QLineEdit::focusInEvent(event);
     emit signalFocusIn();
+}
+
+bool zBaseLineEdit::event(QEvent* event)
+{
+    zBaseControlPrivate::applyThemeSheet(this, event);
+    return QLineEdit::event(event);
 }

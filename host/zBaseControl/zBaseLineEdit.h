@@ -16,5 +16,6 @@ signals:
     void signalFocusIn();
 
 protected:
+    bool event(QEvent* event) override;
     void focusInEvent(QFocusEvent* event) override;
 };

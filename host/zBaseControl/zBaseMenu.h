@@ -9,4 +9,6 @@ class ZBASECONTROL_EXPORT zBaseMenu : public QMenu
 public:
     explicit zBaseMenu(QWidget* parent = nullptr);
     explicit zBaseMenu(const QString& title, QWidget* parent = nullptr);
+protected:
+    bool event(QEvent* event) override;
 };

@@ -1,6 +1,8 @@
 #include "zBaseTab.h"
 #include "zBaseControl_p.h"
 
+#include <QEvent>
+
 zBaseTab::zBaseTab(QWidget* parent)
     : zBaseTab(QString(), parent)
 {
@@ -11,7 +13,7 @@ zBaseTab::zBaseTab(const QString& text, QWidget* parent)
 {
     setCheckable(true);
     setCursor(Qt::PointingHandCursor);
-    setStyleSheet(zBaseControlPrivate::themed(
+    zBaseControlPrivate::setThemeSheet(this, zBaseControlPrivate::themed(
         "QPushButton{background:transparent;color:@secondary-font-color@;border:none;"
         "border-bottom:2px solid transparent;border-radius:0px;padding:6px 12px;font-size:13px;}"
         "QPushButton:hover{color:@font-color@;}"
@@ -30,4 +32,10 @@ void zBaseTab::tabClick()
 {
     setTabState(Selected);
     emit sigTabClick(this);
+}
+
+bool zBaseTab::event(QEvent* event)
+{
+    zBaseControlPrivate::applyThemeSheet(this, event);
+    return QPushButton::event(event);
 }

@@ -28,6 +28,7 @@ signals:
     void sigTabClick(zBaseTab* tab);
 
 protected:
+    bool event(QEvent* event) override;
     // Clicking never unselects: the selection moves only through tabClick.
     void nextCheckState() override {}
 

@@ -1,6 +1,10 @@
 #include "zBaseTheme.h"
 #include "zBaseControl_p.h"
 
+#include <QEvent>
+#include <QVariant>
+#include <QWidget>
+
 namespace {
 
 struct Entry { const char* key; const char* value; };
@@ -59,4 +63,19 @@ QString zBaseControlPrivate::themed(const char* sheetTemplate)
         pos = close + 1;
     }
     return out;
+}
+
+void zBaseControlPrivate::setThemeSheet(QWidget* widget, const QString& sheet)
+{
+    widget->setProperty("zThemeSheet", sheet);
+    if (widget->testAttribute(Qt::WA_WState_Polished))
+        widget->setStyleSheet(sheet);
+}
+
+void zBaseControlPrivate::applyThemeSheet(QWidget* widget, QEvent* event)
+{
+    // A sheet set by the user of the widget replaces the theme's, as it
+    // always did.
+    if (event->type() == QEvent::Polish && widget->styleSheet().isEmpty())
+        widget->setStyleSheet(widget->property("zThemeSheet").toString());
 }
