@@ -206,8 +206,11 @@ void fileModelLocal::rebuildVisible()
 {
     visibleFiles.clear();
     visibleFiles.reserve(allFiles.size());
+    // "*.*" or "**" alone lets every record through: no need to ask each.
+    const bool everything = m_nameFilters.size() == 1
+                            && (m_nameFilters.at(0) == QLatin1String("**") || m_nameFilters.at(0) == QLatin1String("*.*"));
     for (int i = 0; i < allFiles.size(); ++i) {
-        if (passesFilter(allFiles.at(i)))
+        if (everything || passesFilter(allFiles.at(i)))
             visibleFiles.append(i);
     }
 }

@@ -51,7 +51,9 @@ FileInfo makeRecord(QString fields[6], const QString& parentPrefix, bool driveLi
     info.type = std::move(fields[2]);
     info.size = std::move(fields[3]);
     info.symLinkTarget = std::move(fields[4]);
-    info.path = parentPrefix + QLatin1Char('/') + info.name;
+    // One allocation: the path is the longest text of a record.
+    info.path.reserve(parentPrefix.size() + 1 + info.name.size());
+    info.path.append(parentPrefix).append(QLatin1Char('/')).append(info.name);
     if (driveList)
         info.displayName = fields[5] + QStringLiteral(" (%1)").arg(info.name);
     // Network drives keep the path built above: only fixed, removable, RAM
@@ -81,7 +83,10 @@ public:
         out.reserve(int((end - p) / 96));
         QString fields[6];
         KindInterner kinds;
-        QByteArray lastDate;
+        // Files written together share their time text; the last one is
+        // remembered by where it stands in the answer, which outlives the scan.
+        const char* lastDate = nullptr;
+        int lastDateLength = -1;
         QString lastDateText;
         for (;;) {
             skipWs();
@@ -104,9 +109,9 @@ public:
                         } else if (n == 2) {
                             fields[n] = kinds.get(s, len);
                         } else if (n == 1) {
-                            // Files written together share their time text.
-                            if (lastDate.size() != len || memcmp(lastDate.constData(), s, size_t(len)) != 0) {
-                                lastDate = QByteArray(s, len);
+                            if (lastDateLength != len || memcmp(lastDate, s, size_t(len)) != 0) {
+                                lastDate = s;
+                                lastDateLength = len;
                                 lastDateText = QString::fromUtf8(s, len);
                             }
                             fields[n] = lastDateText;
