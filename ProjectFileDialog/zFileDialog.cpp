@@ -36,6 +36,8 @@ zFileDialog::zFileDialog(QWidget* parent)
     , ui(new zFileDialogUi)
     , m_parentWidget(parent)
 {
+    // Queued connections and QVariant carry the back-stack action too.
+    qRegisterMetaType<zFileDialog::TracAction>("zFileDialog::TracAction");
     // Set before the children exist: set afterwards, it would re-polish every
     // widget of the window once more.
     setStyleSheet(QStringLiteral("QLineEdit{background:white;}"));

@@ -19,6 +19,8 @@
 #include <QLabel>
 #include <QListWidget>
 #include <QMenu>
+#include <QMetaEnum>
+#include <QMouseEvent>
 #include <QStackedWidget>
 #include <QTableView>
 #include <QtTest>
@@ -49,6 +51,9 @@ private slots:
     void openFileNameTestHandsBackTheDialog();
     void missingStartFolderShowsDocuments();
     void withoutTypeGroupsEveryFileIsListed();
+    void tracActionIsKnownToTheMetaObjectSystem();
+    void titleBarDragsTheWindow();
+    void pressOnEmptyTableDisablesOkInOpenDialog();
 
 private:
     QTemporaryDir m_home;
@@ -317,6 +322,61 @@ void TestDialogShell::withoutTypeGroupsEveryFileIsListed()
     });
     zFileDialog::getOpenFileName(nullptr, m_projects, nullptr, 0);
     QCOMPARE(rows, 4); // 子目录, 预算一.GCFX, 概算.GCFG, 说明.txt
+}
+
+void TestDialogShell::tracActionIsKnownToTheMetaObjectSystem()
+{
+    const QMetaEnum e = QMetaEnum::fromType<zFileDialog::TracAction>();
+    QCOMPARE(QByteArray(e.valueToKey(0)), QByteArray("tracing"));
+    QCOMPARE(QByteArray(e.valueToKey(1)), QByteArray("no_tracing"));
+    QVERIFY(QMetaType::type("zFileDialog::TracAction") != QMetaType::UnknownType);
+}
+
+void TestDialogShell::titleBarDragsTheWindow()
+{
+    OpenProject d;
+    d.move(100, 100);
+    d.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&d));
+    QWidget* bar = child<QWidget>(&d, "widgetTitleBar");
+    const QPoint local(60, 12);
+    const QPoint global = bar->mapToGlobal(local);
+    const QPoint before = d.pos();
+    QMouseEvent press(QEvent::MouseButtonPress, local, global, Qt::LeftButton, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(bar, &press);
+    QMouseEvent move(QEvent::MouseMove, local + QPoint(40, 25), global + QPoint(40, 25), Qt::NoButton,
+                     Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(bar, &move);
+    QCOMPARE(d.pos(), before + QPoint(40, 25));
+    QMouseEvent release(QEvent::MouseButtonRelease, local, global, Qt::LeftButton, Qt::NoButton, Qt::NoModifier);
+    QApplication::sendEvent(&d, &release);
+    // Presses below the title band do not drag.
+    const QPoint lowLocal(300, 400);
+    QMouseEvent lowPress(QEvent::MouseButtonPress, lowLocal, d.mapToGlobal(lowLocal), Qt::LeftButton, Qt::LeftButton,
+                         Qt::NoModifier);
+    QApplication::sendEvent(&d, &lowPress);
+    const QPoint after = d.pos();
+    QMouseEvent lowMove(QEvent::MouseMove, lowLocal + QPoint(40, 25), d.mapToGlobal(lowLocal) + QPoint(40, 25),
+                        Qt::NoButton, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(&d, &lowMove);
+    QCOMPARE(d.pos(), after);
+}
+
+void TestDialogShell::pressOnEmptyTableDisablesOkInOpenDialog()
+{
+    zFileDialog::isIopen = true;
+    OpenProject d;
+    d.resize(928, 597);
+    d.show();
+    d.updateCurrentPath(m_projects, zFileDialog::tracing);
+    auto* table = child<QTableView>(&d, "FileDialog");
+    auto* ok = child<QAbstractButton>(&d, "ok_button");
+    const QRect first = table->visualRect(table->model()->index(0, 0));
+    QTest::mouseClick(table->viewport(), Qt::LeftButton, {}, first.center());
+    QVERIFY(ok->isEnabled());
+    QTest::mouseClick(table->viewport(), Qt::LeftButton, {}, QPoint(first.center().x(), table->viewport()->height() - 5));
+    QVERIFY(!ok->isEnabled());
+    QVERIFY(!table->currentIndex().isValid());
 }
 
 QTEST_MAIN(TestDialogShell)

@@ -122,6 +122,9 @@ bool RoundedDialog::eventFilter(QObject* watched, QEvent* event)
 void RoundedDialog::mousePressEvent(QMouseEvent* event)
 {
     const int y = event->pos().y() - bodyRect().top();
+    // A subclass may keep the release to itself: every press starts afresh.
+    if (event->button() == Qt::LeftButton)
+        m_pressed = m_moving = false;
     if (event->button() == Qt::LeftButton && y >= 0
         && y < zControlPrivate::scaled(kTitleDragHeight))
         beginDrag(event->globalPos());
