@@ -60,8 +60,11 @@ QString zFileDialog::projectPlace(const QString& projectPath)
     return isCloudPath(projectPath) ? projectPath : QFileInfo(projectPath).absolutePath();
 }
 
-void zFileDialog::updateCurrentPath(const QString& path, TracAction action)
+void zFileDialog::updateCurrentPath(const QString& target, TracAction action)
 {
+    // Callers hand in a row's own path; the rows are replaced below, so the
+    // path is kept here first.
+    const QString path = target;
     pfd::logInfo(QStringLiteral("文件对话框---------------开始刷新路径"));
     pfd::logInfo(QStringLiteral("文件对话框------刷新路径：%1").arg(path));
     setGreyXjwjj(path != QLatin1String(":/") && path != QLatin1String(":"));
