@@ -4,7 +4,7 @@
 
 #include "AddressBar.h"
 #include "HostServices.h"
-#include "InterfaceAdaptation.h"
+#include "scaled.h"
 #include "SharedInterface.h"
 #include "YunPanModel.h"
 #include "dialogs/OpenProject.h"
@@ -185,10 +185,15 @@ void zFileDialog::setTableModel(QAbstractItemModel* model)
     connect(ui->tableView->selectionModel(), &QItemSelectionModel::currentRowChanged, this,
             [this](const QModelIndex& current) { onTableRowChanged(current); });
     // A new model resets the header: give the name column the room it needs.
-    const auto px = [](double v) { return InterfaceAdaptation::getInstance()->getResolutionRatioH(v); };
-    ui->headerView->resizeSection(0, px(330));
-    ui->headerView->resizeSection(1, px(96));
-    ui->headerView->resizeSection(2, px(110));
+    sizeTableColumns();
+}
+
+void zFileDialog::sizeTableColumns()
+{
+    const bool pathColumn = ui->localModel->showPathColumn();
+    ui->headerView->resizeSection(0, pfd::px(pathColumn ? 220 : 330));
+    ui->headerView->resizeSection(1, pfd::px(pathColumn ? 250 : 96));
+    ui->headerView->resizeSection(2, pfd::px(pathColumn ? 90 : 110));
 }
 
 void zFileDialog::onTableRowChanged(const QModelIndex&)
@@ -231,7 +236,7 @@ void zFileDialog::keyPressEvent(QKeyEvent* event)
 
 bool zFileDialog::eventFilter(QObject* watched, QEvent* event)
 {
-    const int dragBand = InterfaceAdaptation::getInstance()->getResolutionRatioH(60);
+    const int dragBand = pfd::px(60);
     switch (event->type()) {
     case QEvent::FocusIn:
         if (watched == ui->tableView)
@@ -254,7 +259,7 @@ bool zFileDialog::eventFilter(QObject* watched, QEvent* event)
     case QEvent::MouseButtonDblClick:
         if (watched == ui->titleBar || watched == ui->titleLabel) {
             auto* me = static_cast<QMouseEvent*>(event);
-            if (me->pos().y() < InterfaceAdaptation::getInstance()->getResolutionRatioH(40)) {
+            if (me->pos().y() < pfd::px(40)) {
                 ui->maximizeButton->click();
                 return true;
             }

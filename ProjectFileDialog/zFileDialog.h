@@ -201,6 +201,9 @@ protected:
     void selectFilter(int index);
     // The combo's type texts joined with ";;", for the system's dialogs.
     QString comboFilterString() const;
+    // Column widths for the plain table or, with the path column, the
+    // recent list.
+    void sizeTableColumns();
     // The folder of the host's open project as the current-project place.
     static QString projectPlace(const QString& projectPath);
 

@@ -1,7 +1,7 @@
 #include "zFileDialogUi.h"
 
 #include "AddressBar.h"
-#include "InterfaceAdaptation.h"
+#include "scaled.h"
 #include "TranMiUtilAction.h"
 #include "YunPanModel.h"
 #include "fileModelLocal.h"
@@ -27,12 +27,9 @@
 #include <QTableView>
 #include <QVBoxLayout>
 
-namespace {
+using pfd::px;
 
-int px(double design)
-{
-    return InterfaceAdaptation::getInstance()->getResolutionRatioH(design);
-}
+namespace {
 
 // One left-panel place: checkable, fixed size, icon pair.
 zBaseButton* placeButton(QWidget* parent, const char* objectName, const QString& text, const char* normal,

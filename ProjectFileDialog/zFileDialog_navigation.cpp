@@ -5,7 +5,6 @@
 
 #include "AddressBar.h"
 #include "HostServices.h"
-#include "InterfaceAdaptation.h"
 #include "SharedInterface.h"
 #include "Users.h"
 #include "fileInfoJsonUtil.h"
@@ -156,16 +155,14 @@ void zFileDialog::onBackwardsButton()
 
 void zFileDialog::showFileTable()
 {
-    if (m_isRecent) {
-        ui->headerView->resizeSection(0, InterfaceAdaptation::getInstance()->getResolutionRatioH(330));
-        ui->headerView->resizeSection(1, InterfaceAdaptation::getInstance()->getResolutionRatioH(96));
-        ui->headerView->resizeSection(2, InterfaceAdaptation::getInstance()->getResolutionRatioH(110));
-    }
+    const bool wasRecent = m_isRecent;
     ui->tableView->setEditTriggers(QAbstractItemView::SelectedClicked | QAbstractItemView::EditKeyPressed);
     ui->tableView->setSortingEnabled(true);
     ui->stackedWidget->setCurrentIndex(0);
     ui->localModel->setShowPathColumn(false);
     m_isRecent = false;
+    if (wasRecent)
+        sizeTableColumns();
 }
 
 void zFileDialog::onDesktopButton()

@@ -1,7 +1,7 @@
 // Recent projects and pinned folders of the left column.
 #include "zFileDialog.h"
 
-#include "InterfaceAdaptation.h"
+#include "scaled.h"
 #include "SharedInterface.h"
 #include "TranMiUtilAction.h"
 #include "fileInfoJsonUtil.h"
@@ -21,14 +21,7 @@
 #include <QStackedWidget>
 #include <QTableView>
 
-namespace {
-
-int px(double v)
-{
-    return InterfaceAdaptation::getInstance()->getResolutionRatioH(v);
-}
-
-} // namespace
+using pfd::px;
 
 QString zFileDialog::storeFile()
 {
@@ -84,11 +77,7 @@ void zFileDialog::onOftenUseClicked(oftenUseDirButton* button)
     if (it == m_oftenUse.constEnd())
         return;
     const FileInfo info = it.value();
-    ui->tableView->setEditTriggers(QAbstractItemView::SelectedClicked | QAbstractItemView::EditKeyPressed);
-    ui->tableView->setSortingEnabled(true);
-    ui->localModel->setShowPathColumn(false);
-    m_isRecent = false;
-    ui->stackedWidget->setCurrentIndex(0);
+    showFileTable();
     const QString target = (info.isShortcut() || info.isNetDrive()) ? info.symLinkTarget : info.path;
     updateCurrentPath(target, tracing);
     iClickedBtn = 7;
@@ -193,9 +182,7 @@ void zFileDialog::slotBtnRecentClicked()
         ui->recentDefaultTab->tabClick();
     ui->localModel->setShowPathColumn(true);
     // The path column needs the room the size column had.
-    ui->headerView->resizeSection(0, px(220));
-    ui->headerView->resizeSection(1, px(250));
-    ui->headerView->resizeSection(2, px(90));
+    sizeTableColumns();
     m_isRecent = true;
     ui->recentButton->setChecked(true);
     iClickedBtn = 8;

@@ -1,6 +1,7 @@
 // Moving between folders: the path update and its log, the back-stack and
 // its cap, the places, the address bar's and completer's reactions, refresh
 // and the list/detail switch.
+#include "dialogsupport.h"
 #include "testsupport.h"
 
 #include "AddressBar.h"
@@ -21,6 +22,7 @@
 #include <QTableView>
 #include <QtTest>
 
+using dialogsupport::child;
 using namespace testsupport;
 
 namespace {
@@ -32,12 +34,6 @@ public:
     using zFileDialog::m_backStack;
     using zFileDialog::m_currentDir;
 };
-
-template <typename T>
-T* child(QWidget* w, const char* name)
-{
-    return w->findChild<T*>(QLatin1String(name));
-}
 
 QList<AddressItem*> segmentsOf(QWidget* dialog)
 {

@@ -1,7 +1,7 @@
 #include "AddressBar.h"
 
 #include "AddressItem.h"
-#include "InterfaceAdaptation.h"
+#include "scaled.h"
 #include "addresspath.h"
 
 #include <QButtonGroup>
@@ -13,12 +13,9 @@
 #include <QResizeEvent>
 #include <QTimer>
 
-namespace {
+using pfd::px;
 
-int px(double designPixels)
-{
-    return InterfaceAdaptation::getInstance()->getResolutionRatioH(designPixels);
-}
+namespace {
 
 const char kFolderIconSheet[] =
     "QLabel{background-image: url(:/Image/filedlgicon/dir.png); background-repeat: no-repeat;"

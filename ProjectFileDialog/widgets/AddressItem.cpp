@@ -4,7 +4,7 @@
 #include <QHash>
 
 #include "AddressBar.h"
-#include "InterfaceAdaptation.h"
+#include "scaled.h"
 #include "MenuWidget.h"
 #include "addresspath.h"
 #include "zBaseMenu.h"
@@ -19,12 +19,9 @@
 #include <QWidgetAction>
 #include <QWindow>
 
-namespace {
+using pfd::px;
 
-int px(double designPixels)
-{
-    return InterfaceAdaptation::getInstance()->getResolutionRatioH(designPixels);
-}
+namespace {
 
 const char kArrowRight[] = ":/Image/filedlgicon/arrow_right.svg";
 const char kArrowDown[] = ":/Image/filedlgicon/arrow_down.svg";

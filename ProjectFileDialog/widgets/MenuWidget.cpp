@@ -1,7 +1,7 @@
 #include "MenuWidget.h"
 
 #include "AddressItem.h"
-#include "InterfaceAdaptation.h"
+#include "scaled.h"
 #include "knownfolders.h"
 #include "listing.h"
 #include "shellicon.h"
@@ -17,12 +17,9 @@
 #include <QStyledItemDelegate>
 #include <QVBoxLayout>
 
-namespace {
+using pfd::px;
 
-int px(double designPixels)
-{
-    return InterfaceAdaptation::getInstance()->getResolutionRatioH(designPixels);
-}
+namespace {
 
 // Rows like the host's menus: 28 design pixels high, icon and text, a soft
 // rounded hover band. Selection is not drawn: a click navigates at once, so a

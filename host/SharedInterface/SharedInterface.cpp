@@ -10,9 +10,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QHash>
-#include <QMutexLocker>
 #include <QPointer>
-#include <QTextStream>
 #include <QWidget>
 
 namespace {
