@@ -4,5 +4,9 @@ set -euo pipefail
 root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 build="${PFD_BUILD_DIR:-$root/build}"
 "$root/scripts/setup-debian.sh"
-cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE="${PFD_BUILD_TYPE:-RelWithDebInfo}" >/dev/null
+launcher=()
+# A compiler cache, when the machine has one, makes rebuilds of other
+# checkouts of the same tree cheap.
+if command -v ccache >/dev/null; then launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache -DCMAKE_C_COMPILER_LAUNCHER=ccache); fi
+cmake -S "$root" -B "$build" -DCMAKE_BUILD_TYPE="${PFD_BUILD_TYPE:-RelWithDebInfo}" "${launcher[@]}" >/dev/null
 cmake --build "$build" -j"$(nproc)" "$@"
