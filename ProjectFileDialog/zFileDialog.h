@@ -94,6 +94,26 @@ public:
     // Sync snapshot of the dialog's state for the host, after each call.
     static void TbServerMsg(QString path);
 
+    // ---- the cloud disk, through the host's request channel ----------------
+    // Each sends one request, blocks until the host answers and returns the
+    // reply's top-level object (empty for anything else).
+    static QJsonObject LoadGrypData();
+    static QJsonObject LoadQyypData();
+    static QJsonObject LoadQyypMlData(const QString& wjjid, const QString& qyid);
+    static QJsonObject LoadQyypFileQx(const QString& qyid, const QString& wjjid);
+    static QJsonObject UploadGryData(const QString& wjm, const QString& pid, int wjdx, const QString& ext,
+                                     const QString& mqid);
+    static QJsonObject UploadGryFile(const QString& sclj, const QString& wjjwybs, const QString& pid, int wjdx,
+                                     const QString& ext, const QString& wjm, QString filePath, QString mqid);
+    static QJsonObject UploadQyyData(const QString& wjm, const QString& pid, int wjdx, const QString& ext,
+                                     const QString& mqid, const QString& qyid);
+    static QJsonObject UploadQyyFile(const QString& sclj, const QString& wjjwybs, const QString& pid, int wjdx,
+                                     const QString& ext, const QString& wjm, QString filePath, QString mqid,
+                                     const QString& qyid);
+    static QJsonObject IsExistDownLoadfile(const QString& fileName, const QString& pathPrat);
+    static QJsonObject downLoadYunpanFile(const QString& fileName, const QString& filePath, const QString& Iscover,
+                                          const QString& xzlj);
+
     // Gives the pinned-folder button that stands for oldPath its new name.
     void RenameDirBtnByPath(const QString& oldPath, const QString& newName, const QString& newPath);
 
