@@ -268,6 +268,19 @@ protected:
     // The store file in the host's application directory.
     static QString storeFile();
 
+    // The file menu and the file operations behind it.
+    QString createNewFloder(QString base, int n);
+
+private:
+    void buildFileMenu();
+    void copyPathToClipboard(const QString& path);
+    QStringList getPathsFromClipboard() const;
+    bool checkPastePath(const QStringList& sources, QString& targetDir);
+    bool deleteDir(const QString& path);
+    // Makes the row of that name current; invalid when there is none.
+    QModelIndex selectRowNamed(const QString& name);
+    bool m_fileOpBusy = false; // a paste or delete question is open
+
 private:
     void buildConnections();
     void showEmptyCloud(const QString& root);

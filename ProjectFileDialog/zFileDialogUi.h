@@ -100,6 +100,17 @@ struct zFileDialogUi
     QMap<int, QStringList> suffixMap2;   // read by the project dialogs
 
     zBaseMenu* fileMenu = nullptr;       // the table's context menu, made on first use
+    QAction* acOpen = nullptr;           // "ac_open": "打开"
+    QAction* acShowInFolder = nullptr;   // "打开文件所在位置"
+    QAction* acDel = nullptr;            // "ac_del": "删除" / "删除记录"
+    QAction* acRename = nullptr;         // "ac_rename": "重命名"
+    QAction* acNewFolder = nullptr;      // "ac_newWjj": "新建文件夹"
+    QAction* acCopyName = nullptr;       // "复制文件名称"
+    QAction* acCopyPath = nullptr;       // "复制完整路径"
+    QAction* acCopy = nullptr;           // "复制"
+    QAction* acPaste = nullptr;          // "粘贴"
+    QAction* acRefresh = nullptr;        // "刷新"
+    QAction* acFix = nullptr;            // "固定到“常用”" / "从“常用”移除"
 
     void setupUi(zFileDialog* dialog);
 };

@@ -20,6 +20,11 @@ public:
 
     // Whether the suite has the project at nativePath open right now.
     virtual bool IsProjectOpen(const QString& nativePath) const;
+
+    // The question the file dialog asks before it replaces a file: false
+    // means the suite has the file at nativePath open, so it must not be
+    // replaced without asking.
+    virtual bool IsFileNotOpened(const QString& nativePath) const;
 };
 
 } // namespace osgi

@@ -66,6 +66,11 @@ bool osgi::FirstPageService::IsProjectOpen(const QString& nativePath) const
     return false;
 }
 
+bool osgi::FirstPageService::IsFileNotOpened(const QString& nativePath) const
+{
+    return !IsProjectOpen(nativePath);
+}
+
 osgi::FirstPageService* osgi::ObjectHelper::GetService(const std::string& name)
 {
     static FirstPageService builtIn;

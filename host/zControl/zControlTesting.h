@@ -18,6 +18,7 @@ struct MessageBoxCall
     QWidget* parent;     // as passed; may be null or already gone
     QStringList buttons; // captions left to right
     int type;            // icon: 0 information, 1 warning, 2 error, 3 question
+    int buttonSet = 0;   // the set the caller passed; 0 when it passed none
 };
 
 // Scripted boxes show no window: each call takes the next answer, or 0 once

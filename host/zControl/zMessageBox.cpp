@@ -165,12 +165,26 @@ public:
     }
 };
 
+// The captions shown: the box's own pair, renamed by the caller's texts,
+// narrowed to the caller's set (1 first, 2 second, 3 both; else defaultSet).
+QStringList buttonCaptions(const QStringList& own, const QString& yesText, const QString& noText, int buttons,
+                           int defaultSet)
+{
+    const int set = buttons > 0 && buttons <= 3 ? buttons : defaultSet;
+    QStringList out;
+    if (set & 1)
+        out << (yesText.isEmpty() ? own.value(0) : yesText);
+    if (set & 2)
+        out << (noText.isEmpty() ? own.value(1) : noText);
+    return out;
+}
+
 int run(const char* kind, const QString& text, QWidget* parent, const QString& title,
-        const QStringList& buttons, int icon, int recordedType)
+        const QStringList& buttons, int icon, int recordedType, int buttonSet = 0)
 {
     auto& s = zControlPrivate::state();
     const QString shownTitle = title.isEmpty() ? QStringLiteral("提示") : title;
-    s.calls.append({QLatin1String(kind), text, shownTitle, parent, buttons, recordedType});
+    s.calls.append({QLatin1String(kind), text, shownTitle, parent, buttons, recordedType, buttonSet});
     if (s.messageBoxScripted)
         return s.answers.isEmpty() ? 0 : s.answers.takeFirst();
 
@@ -190,24 +204,32 @@ const QStringList okOnly() { return {QStringLiteral("确定")}; }
 
 } // namespace
 
-int showQuestion(const QString& text, QWidget* parent, const QString& title)
+int showQuestion(const QString& text, QWidget* parent, const QString& title, const QString& yesText,
+                 const QString& noText, int buttons)
 {
-    return run("question", text, parent, title, yesNo(), QuestionIcon, QuestionIcon);
+    return run("question", text, parent, title, buttonCaptions(yesNo(), yesText, noText, buttons, 3), QuestionIcon,
+               QuestionIcon, buttons);
 }
 
-int showWarning(const QString& text, QWidget* parent, const QString& title)
+int showWarning(const QString& text, QWidget* parent, const QString& title, const QString& yesText,
+                const QString& noText, int buttons)
 {
-    return run("warning", text, parent, title, okCancel(), WarningIcon, WarningIcon);
+    return run("warning", text, parent, title, buttonCaptions(okCancel(), yesText, noText, buttons, 3), WarningIcon,
+               WarningIcon, buttons);
 }
 
-int showCritical(const QString& text, QWidget* parent, const QString& title)
+int showCritical(const QString& text, QWidget* parent, const QString& title, const QString& yesText,
+                 const QString& noText, int buttons)
 {
-    return run("critical", text, parent, title, okOnly(), ErrorIcon, ErrorIcon);
+    return run("critical", text, parent, title, buttonCaptions(okCancel(), yesText, noText, buttons, 1), ErrorIcon,
+               ErrorIcon, buttons);
 }
 
-int showInformation(const QString& text, QWidget* parent, const QString& title)
+int showInformation(const QString& text, QWidget* parent, const QString& title, const QString& yesText,
+                    const QString& noText, int buttons)
 {
-    return run("information", text, parent, title, okOnly(), InfoIcon, InfoIcon);
+    return run("information", text, parent, title, buttonCaptions(okCancel(), yesText, noText, buttons, 1),
+               InfoIcon, InfoIcon, buttons);
 }
 
 int showInforByOneBtn(const QString& text, QWidget* parent, int type)

@@ -1,0 +1,240 @@
+#include "fileops.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QSaveFile>
+#include <QSet>
+
+#include <memory>
+
+namespace fileops {
+
+QString generateUniqueFileName(const QString& path)
+{
+    const QFileInfo info(path);
+    const QString folder = info.path();
+    const QString base = info.completeBaseName();
+    const QString suffix = info.suffix();
+    QString candidate = path;
+    int n = 1;
+    while (QFileInfo::exists(candidate)) {
+        QString name;
+        if (suffix.isEmpty())
+            name = n == 1 ? QStringLiteral("%1 - 副本").arg(base)
+                          : QStringLiteral("%1 - 副本 (%2)").arg(base).arg(n);
+        else
+            name = n == 1 ? QStringLiteral("%1 - 副本.%2").arg(base, suffix)
+                          : QStringLiteral("%1 - 副本 (%2).%3").arg(base).arg(n).arg(suffix);
+        candidate = QDir(folder).filePath(name);
+        ++n;
+    }
+    return candidate;
+}
+
+bool isSubdirectory(const QString& source, const QString& target)
+{
+    if (source.isEmpty() || target.isEmpty() || source.at(0) != target.at(0))
+        return false;
+    const QString absSource = QDir(source).absolutePath();
+    const QString absTarget = QDir(target).absolutePath();
+    if (absSource.isEmpty() || absTarget.isEmpty())
+        return false;
+    const QString rel = QDir(absSource).relativeFilePath(absTarget);
+    return !rel.isEmpty() && !rel.startsWith(QLatin1String(".."));
+}
+
+void getDuplicatedFile(QStringList& dups, const QString& source, const QString& dest)
+{
+    const QFileInfo destInfo(dest);
+    if (destInfo.exists() && destInfo.path() != QFileInfo(source).path())
+        dups.append(QDir::toNativeSeparators(destInfo.absoluteFilePath()));
+}
+
+void getDuplicatedFilesRecursively(QStringList& dups, const QString& sourceDir, const QString& destDir)
+{
+    const QDir source(sourceDir);
+    if (!source.exists())
+        return;
+    const QDir dest(destDir);
+    for (const QString& name : source.entryList(QDir::Files))
+        getDuplicatedFile(dups, source.filePath(name), dest.filePath(name));
+    for (const QString& sub : source.entryList(QDir::Dirs | QDir::NoDotAndDotDot))
+        getDuplicatedFilesRecursively(dups, source.filePath(sub), dest.filePath(sub));
+}
+
+PastePlan planPaste(const QStringList& sources, const QString& target, bool checkSubfolders)
+{
+    PastePlan plan;
+    if (checkSubfolders) {
+        for (const QString& source : sources) {
+            if (isSubdirectory(source, target)) {
+                plan.refusedSource = source;
+                return plan;
+            }
+        }
+    }
+    plan.targetDir = target;
+    for (const QString& source : sources) {
+        const QFileInfo info(source);
+        const QString dest = QDir(target).filePath(info.fileName());
+        if (info.isDir())
+            getDuplicatedFilesRecursively(plan.duplicates, source, dest);
+        else
+            getDuplicatedFile(plan.duplicates, source, dest);
+    }
+    return plan;
+}
+
+bool copyContents(const QString& source, const QString& dest, bool replace)
+{
+    const QFileInfo destInfo(dest);
+    if (destInfo.isDir() || (destInfo.exists() && !replace))
+        return false;
+    QFile in(source);
+    if (!in.open(QIODevice::ReadOnly | QIODevice::Unbuffered))
+        return false;
+    // The new content goes to a temporary file beside dest; only a complete
+    // copy is moved over the name, so a failure leaves dest as it was.
+    QSaveFile out(dest);
+    if (!out.open(QIODevice::WriteOnly | QIODevice::Unbuffered))
+        return false;
+    constexpr qint64 chunk = 1 << 20;
+    std::unique_ptr<char[]> buffer(new char[chunk]);
+    for (;;) {
+        const qint64 got = in.read(buffer.get(), chunk);
+        if (got < 0) {
+            out.cancelWriting();
+            return false;
+        }
+        if (got == 0)
+            break;
+        if (out.write(buffer.get(), got) != got) {
+            out.cancelWriting();
+            return false;
+        }
+    }
+    if (!out.commit())
+        return false;
+    QFile::setPermissions(dest, in.permissions());
+    return true;
+}
+
+bool copyFile(const QString& source, const QString& dest, QString& lastName, bool keepName)
+{
+    const QFileInfo destInfo(dest);
+    if (!destInfo.exists()) {
+        if (!keepName)
+            lastName = QFileInfo(source).fileName();
+        return copyContents(source, dest, false);
+    }
+    if (destInfo.path() == QFileInfo(source).path()) {
+        const QString copy = generateUniqueFileName(dest);
+        if (!keepName)
+            lastName = QFileInfo(copy).fileName();
+        return copyContents(source, copy, false);
+    }
+    // The user agreed to replace dest.
+    return copyContents(source, dest, true);
+}
+
+namespace {
+
+// ancestors: canonical source folders on the way down; destRoot: the
+// canonical folder being filled. Neither is entered again, so a folder
+// pasted into itself, or a link back up the tree, ends instead of growing
+// without end.
+bool copyTree(const QString& sourceDir, QString destDir, QString& lastName, QSet<QString>& ancestors,
+              QString destRoot)
+{
+    const QDir source(sourceDir);
+    if (!source.exists())
+        return false;
+    QDir dest(destDir);
+    if (!dest.exists()) {
+        if (!dest.mkpath(QStringLiteral(".")))
+            return false;
+        if (lastName.isEmpty())
+            lastName = dest.dirName();
+    } else if (dest.absolutePath() == source.absolutePath()) {
+        destDir = generateUniqueFileName(destDir);
+        dest = QDir(destDir);
+        if (lastName.isEmpty())
+            lastName = dest.dirName();
+        if (!dest.mkpath(QStringLiteral(".")))
+            return false;
+    }
+    if (destRoot.isEmpty())
+        destRoot = QFileInfo(destDir).canonicalFilePath();
+    const QString here = QFileInfo(sourceDir).canonicalFilePath();
+    ancestors.insert(here);
+
+    for (const QString& name : source.entryList(QDir::Files)) {
+        const QString from = source.filePath(name);
+        const QString to = dest.filePath(name);
+        const QFileInfo toInfo(to);
+        bool ok;
+        if (!toInfo.exists())
+            ok = copyContents(from, to, false);
+        else if (toInfo.path() == QFileInfo(from).path())
+            ok = copyContents(from, generateUniqueFileName(to), false);
+        else
+            ok = copyContents(from, to, true);
+        if (!ok)
+            return false;
+    }
+    for (const QString& sub : source.entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+        const QString from = source.filePath(sub);
+        const QString canonical = QFileInfo(from).canonicalFilePath();
+        if (canonical == destRoot || ancestors.contains(canonical))
+            continue;
+        if (!copyTree(from, dest.filePath(sub), lastName, ancestors, destRoot))
+            return false;
+    }
+    ancestors.remove(here);
+    return true;
+}
+
+} // namespace
+
+bool copyDirectoryRecursively(const QString& sourceDir, const QString& destDir, QString& lastName)
+{
+    QSet<QString> ancestors;
+    return copyTree(sourceDir, destDir, lastName, ancestors, QString());
+}
+
+bool deleteDir(const QString& path, const std::function<void(const QString& filePath)>& fileFailed)
+{
+    if (path.isEmpty())
+        return false;
+    QDir dir(path);
+    if (!dir.exists())
+        return true;
+    const QFileInfoList entries = dir.entryInfoList(QDir::Files | QDir::Dirs | QDir::Drives | QDir::NoDotAndDotDot);
+    for (const QFileInfo& entry : entries) {
+        // A link is removed as itself: following it would empty a folder
+        // outside the tree being deleted.
+        if (entry.isDir() && !entry.isSymLink()) {
+            deleteDir(entry.absoluteFilePath(), fileFailed);
+            continue;
+        }
+        if (!dir.remove(entry.fileName())) {
+            if (fileFailed)
+                fileFailed(entry.absoluteFilePath());
+            return false;
+        }
+    }
+    return dir.rmdir(dir.absolutePath());
+}
+
+QString createNewFloder(const QString& base, int n)
+{
+    for (;; ++n) {
+        const QString candidate = n == 0 ? base + QStringLiteral("新建文件夹")
+                                         : base + QStringLiteral("新建文件夹") + QString::number(n);
+        if (!QDir(candidate).exists())
+            return candidate;
+    }
+}
+
+} // namespace fileops
