@@ -3,6 +3,7 @@
 // printing what they return.
 #include "democonfig.h"
 #include "projecttypes.h"
+#include "osgiTesting.h"
 #include "screenshots.h"
 #include "workspace.h"
 
@@ -11,6 +12,7 @@
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QDir>
+#include <QFileInfo>
 #include <QGuiApplication>
 #include <QLabel>
 #include <QPlainTextEdit>
@@ -94,8 +96,16 @@ int main(int argc, char** argv)
                                       QStringLiteral("dir"));
     const QCommandLineOption openOpt(QStringLiteral("open"), QStringLiteral("Run the open dialog once and exit."));
     const QCommandLineOption saveOpt(QStringLiteral("save"), QStringLiteral("Run the save dialog once and exit."));
-    parser.addOptions({dataOpt, shotsOpt, openOpt, saveOpt});
+    const QCommandLineOption openProjectOpt(
+        QStringLiteral("open-project"),
+        QStringLiteral("Play the suite with this project file open: pasting over it asks first. Repeatable."),
+        QStringLiteral("file"));
+    parser.addOptions({dataOpt, shotsOpt, openOpt, saveOpt, openProjectOpt});
     parser.process(app);
+    QStringList openProjects;
+    for (const QString& file : parser.values(openProjectOpt))
+        openProjects << QDir::toNativeSeparators(QFileInfo(file).absoluteFilePath());
+    osgiTesting::setOpenProjects(openProjects);
 
     QTextStream out(stdout);
     const QString data = parser.isSet(dataOpt)
