@@ -44,6 +44,14 @@ QStringList names(const fileModelLocal& m)
     return out;
 }
 
+// A model showing one record under the match-all filter.
+void showOne(fileModelLocal& m, const FileInfo& info)
+{
+    m.setNameFilters({"*.*"});
+    m.setFiles({info});
+    m.applyNameFilters();
+}
+
 } // namespace
 
 class TestFileModelLocal : public QObject
@@ -84,6 +92,8 @@ private slots:
     void renameMovesFileAndUpdatesRow();
     void renameOfVanishedFileReturnsTrueAndChangesNothing();
     void renamePinnedFolderUpdatesStore();
+    void renameOntoBrokenLinkReturnsFalseAndKeepsFile();
+    void renameOfBrokenLinkRenamesTheLink();
 
 private:
     AppDir* m_app = nullptr;
@@ -522,6 +532,51 @@ void TestFileModelLocal::renamePinnedFolderUpdatesStore()
     QCOMPARE(stored.at(0).name, QStringLiteral("钉住"));
     QCOMPARE(stored.at(0).path, tree.path() + QStringLiteral("/钉住"));
     QVERIFY(QFileInfo(tree.path() + QStringLiteral("/钉住")).isDir());
+}
+
+void TestFileModelLocal::renameOntoBrokenLinkReturnsFalseAndKeepsFile()
+{
+    // A shortcut whose target has gone is still an entry of that name: the
+    // rename must neither write through it nor lose the file.
+    QTemporaryDir tree;
+    const QString path = tree.path() + QStringLiteral("/x.GCFG");
+    {
+        QFile f(path);
+        QVERIFY(f.open(QIODevice::WriteOnly) && f.write("project") == 7);
+    }
+    const QString elsewhere = tree.path() + QStringLiteral("/别处.GCFG");
+    const QString link = tree.path() + QStringLiteral("/y.GCFG");
+    QVERIFY(QFile::link(elsewhere, link));
+    FileInfo info = rec("x.GCFG", "GCFG 文件", "1KB");
+    info.path = path;
+    fileModelLocal m;
+    showOne(m, info);
+    QSignalSpy changed(&m, &QAbstractItemModel::dataChanged);
+    QVERIFY(!m.setData(m.index(0, 0), QStringLiteral("y.GCFG")));
+    QCOMPARE(changed.count(), 0);
+    QCOMPARE(m.fileAt(0)->name, QStringLiteral("x.GCFG"));
+    QVERIFY(QFileInfo(path).isFile());
+    QCOMPARE(QFileInfo(link).symLinkTarget(), elsewhere);
+    QVERIFY(!QFileInfo::exists(elsewhere));
+}
+
+void TestFileModelLocal::renameOfBrokenLinkRenamesTheLink()
+{
+    QTemporaryDir tree;
+    const QString target = tree.path() + QStringLiteral("/gone/目标.GCFX");
+    const QString link = tree.path() + QStringLiteral("/旧.GCFX");
+    QVERIFY(QFile::link(target, link));
+    FileInfo info = rec("旧.GCFX", "快捷方式", QString(), target);
+    info.path = link;
+    fileModelLocal m;
+    showOne(m, info);
+    QSignalSpy changed(&m, &QAbstractItemModel::dataChanged);
+    QVERIFY(m.setData(m.index(0, 0), QStringLiteral("新.GCFX")));
+    QCOMPARE(changed.count(), 1);
+    QCOMPARE(m.fileAt(0)->name, QStringLiteral("新.GCFX"));
+    QCOMPARE(m.fileAt(0)->path, tree.path() + QStringLiteral("/新.GCFX"));
+    QVERIFY(!QFileInfo(link).isSymLink());
+    QCOMPARE(QFileInfo(tree.path() + QStringLiteral("/新.GCFX")).symLinkTarget(), target);
 }
 
 QTEST_MAIN(TestFileModelLocal)

@@ -38,6 +38,14 @@ bool matchesSuffixPattern(const QStringList& patterns, const QStringRef& suffix)
     return false;
 }
 
+// Whether the folder holds an entry of that name, whatever it is: a shortcut
+// whose target has gone is still there (QFileInfo::exists follows it).
+bool entryExists(const QString& path)
+{
+    const QFileInfo info(path);
+    return info.exists() || info.isSymLink();
+}
+
 QString dateText(const QString& datetime)
 {
     return QDateTime::fromString(datetime, QStringLiteral("yyyy-MM-dd hh:mm:ss"))
@@ -142,10 +150,11 @@ bool fileModelLocal::setData(const QModelIndex& index, const QVariant& value, in
     const QString oldPath = info.path;
     // The file went away since the folder was read: there is nothing to
     // rename, and the caller refreshes the table anyway.
-    if (!QFile::exists(oldPath))
+    if (!entryExists(oldPath))
         return true;
     const QString newPath = QFileInfo(oldPath).absolutePath() + QLatin1Char('/') + newName;
-    if (QFileInfo::exists(newPath))
+    // Renaming onto a shortcut would write the file through it to its target.
+    if (entryExists(newPath))
         return false;
 
     info.name = newName;
