@@ -23,7 +23,6 @@
 #include <QVBoxLayout>
 #include "zBaseCombox.h"
 #include <QDir>
-#include <QFileInfo>
 #include <QHeaderView>
 #include <QStackedWidget>
 #include <QTableView>
@@ -55,8 +54,9 @@ bool zFileDialog::isCloudPath(const QString& path)
 QString zFileDialog::projectPlace(const QString& projectPath)
 {
     // A cloud project keeps its whole display path: the place drops the
-    // file part itself.
-    return isCloudPath(projectPath) ? projectPath : QFileInfo(projectPath).absolutePath();
+    // file part itself. A Windows-style path keeps its form wherever the
+    // dialog runs ("C:\proj\a.GCFX" -> "C:\proj").
+    return isCloudPath(projectPath) ? projectPath : pfd::parentDirPath(projectPath);
 }
 
 void zFileDialog::updateCurrentPath(const QString& target, TracAction action)

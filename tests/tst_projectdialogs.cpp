@@ -100,6 +100,10 @@ private slots:
     void chooseFolderMode();
     void folderAcceptRefusesFileRow();
     void otherPathAnsweredAndCancelled();
+    void leadingDotNameIsRefusedWhenOpening();
+    void otherPathAnswerWithEmptyBaseNameIsRefused();
+    void pickListedModeWithoutRowClosesEmpty();
+    void windowsProjectPathGivesItsFolderOnEveryPlatform();
 
     // save
     void defaultNameWithSlashShowsFullWidthSolidus();
@@ -116,6 +120,8 @@ private slots:
     void folderModeSavesChosenFolder();
     void editionsHideCloudPlacesInSave();
     void saveOtherPathAnsweredAndCancelled();
+    void leadingDotNameIsRefusedWhenSaving();
+    void folderModeRefusesEmptyBaseNames();
 
 private:
     QTemporaryDir m_home;
@@ -410,6 +416,105 @@ void TestProjectDialogs::otherPathAnsweredAndCancelled()
     QCOMPARE(lastBox().text, QStringLiteral("文件名不能为空"));
 }
 
+void TestProjectDialogs::leadingDotNameIsRefusedWhenOpening()
+{
+    // ".x.GCFX" has no base name: the text before its first dot is empty.
+    touch(m_dir + QStringLiteral("/.x.GCFX"));
+    bool stillOpen = false;
+    whenDialogShows([&](zFileDialog* d) {
+        child<QLineEdit>(d, "fileName_lineEdit")->setText(QStringLiteral(".x.GCFX"));
+        QTest::keyClick(child<QLineEdit>(d, "fileName_lineEdit"), Qt::Key_Return);
+        stillOpen = d->isVisible();
+        if (d->isVisible())
+            d->onCancelButton();
+    });
+    QStringList groups = allGroups();
+    QCOMPARE(zFileDialog::getOpenFileName(nullptr, m_dir, &groups, 1), QString());
+    QVERIFY(stillOpen);
+    QCOMPARE(zControlTesting::messageBoxCalls().size(), 1);
+    QCOMPARE(lastBox().kind, QStringLiteral("warning"));
+    QCOMPARE(lastBox().text, QStringLiteral("文件名不能为空"));
+}
+
+void TestProjectDialogs::otherPathAnswerWithEmptyBaseNameIsRefused()
+{
+    pfd::SystemDialogs answer;
+    answer.openFile = [](const QString&, const QString&, const QString&) { return QStringLiteral("/别处/.x.GCFX"); };
+    answer.saveFile = [](const QString&, const QString&, const QString&, QFileDialog::Options) {
+        return QStringLiteral("/别处/.y.GCFX");
+    };
+    pfd::testing::setSystemDialogs(answer);
+    whenDialogShows([](zFileDialog* d) { QTest::mouseClick(child<QWidget>(d, "other_path_button"), Qt::LeftButton); });
+    QStringList open[] = {{"预算", "GCFX"}};
+    QCOMPARE(zFileDialog::getOpenFileName(nullptr, m_dir, open, 1), QString());
+    QCOMPARE(lastBox().text, QStringLiteral("文件名不能为空"));
+
+    zControlTesting::clearMessageBoxCalls();
+    whenDialogShows([](zFileDialog* d) { QTest::mouseClick(child<QWidget>(d, "other_path_button"), Qt::LeftButton); });
+    QStringList save[] = {{"预算", "GCFX"}};
+    QCOMPARE(zFileDialog::getSaveFileName(nullptr, m_dir, QString(), save, 1), QString());
+    QCOMPARE(zControlTesting::messageBoxCalls().size(), 1);
+    QCOMPARE(lastBox().text, QStringLiteral("文件名不能为空"));
+}
+
+void TestProjectDialogs::pickListedModeWithoutRowClosesEmpty()
+{
+    bool stillOpen = true;
+    whenDialogShows([&](zFileDialog* d) {
+        // OK stays greyed until a row is pressed; Return accepts all the same.
+        QVERIFY(child<QTableView>(d, "FileDialog")->selectionModel()->selectedRows().isEmpty());
+        QTest::keyClick(d, Qt::Key_Return);
+        stillOpen = d->isVisible();
+        if (d->isVisible())
+            d->onCancelButton();
+    });
+    QStringList groups = allGroups();
+    QCOMPARE(zFileDialog::getOpenFileName(nullptr, m_dir, &groups, 1, QString(), false, QString(), false,
+                                          PickListedFile),
+             QString());
+    QVERIFY(!stillOpen);
+    QVERIFY(zControlTesting::messageBoxCalls().isEmpty());
+
+    // With a row selected, that row's path is the answer.
+    whenDialogShows([](zFileDialog* d) {
+        selectRow(child<QTableView>(d, "FileDialog"), QStringLiteral("预算.GCFX"));
+        QTest::mouseClick(child<QWidget>(d, "ok_button"), Qt::LeftButton);
+        if (d->isVisible())
+            d->onCancelButton();
+    });
+    QStringList again = allGroups();
+    QCOMPARE(zFileDialog::getOpenFileName(nullptr, m_dir, &again, 1, QString(), false, QString(), false,
+                                          PickListedFile),
+             m_dir + QStringLiteral("/预算.GCFX"));
+}
+
+void TestProjectDialogs::windowsProjectPathGivesItsFolderOnEveryPlatform()
+{
+    answerDirRequests(rows({row(QStringLiteral("a.GCFX"), QStringLiteral("GCFX 文件"), QStringLiteral("1KB"))}));
+    const QString project = QStringLiteral("C:\\proj\\a.GCFX");
+    QString shown;
+    bool enabled = false;
+    auto visitProjectPlace = [&](zFileDialog* d) {
+        auto* button = child<QAbstractButton>(d, "currentProjectPath_button");
+        enabled = button->isEnabled();
+        QTest::mouseClick(button, Qt::LeftButton);
+        shown = d->currentDirectory();
+        d->onCancelButton();
+    };
+    whenDialogShows(visitProjectPlace);
+    QStringList groups = allGroups();
+    zFileDialog::getOpenFileName(nullptr, m_dir, &groups, 1, project);
+    QVERIFY(enabled);
+    QCOMPARE(shown, QStringLiteral("C:\\proj"));
+    QCOMPARE(zFileDialog::iClickedBtn, 6);
+
+    shown.clear();
+    whenDialogShows(visitProjectPlace);
+    QStringList save[] = {{"预算", "GCFX"}};
+    zFileDialog::getSaveFileName(nullptr, m_dir, QString(), save, 1, true, QString(), project);
+    QCOMPARE(shown, QStringLiteral("C:\\proj"));
+}
+
 void TestProjectDialogs::defaultNameWithSlashShowsFullWidthSolidus()
 {
     QString shown, title;
@@ -635,6 +740,77 @@ void TestProjectDialogs::saveOtherPathAnsweredAndCancelled()
     QStringList again[] = {{"预算", "GCFX"}};
     QCOMPARE(zFileDialog::getSaveFileName(nullptr, m_dir, QString(), again, 1, true), QString());
     QCOMPARE(seenOptions, QFileDialog::Options());
+}
+
+void TestProjectDialogs::leadingDotNameIsRefusedWhenSaving()
+{
+    bool stillOpen = false;
+    whenDialogShows([&](zFileDialog* d) {
+        child<QLineEdit>(d, "fileName_lineEdit")->setText(QStringLiteral(".x.GCFX"));
+        QTest::mouseClick(child<QWidget>(d, "ok_button"), Qt::LeftButton);
+        stillOpen = d->isVisible();
+        if (d->isVisible())
+            d->onCancelButton();
+    });
+    QStringList groups[] = {{"预算", "GCFX"}};
+    QCOMPARE(zFileDialog::getSaveFileName(nullptr, m_dir, QString(), groups, 1), QString());
+    QVERIFY(stillOpen);
+    QCOMPARE(zControlTesting::messageBoxCalls().size(), 1);
+    QCOMPARE(lastBox().kind, QStringLiteral("warning"));
+    QCOMPARE(lastBox().text, QStringLiteral("文件名不能为空"));
+    QVERIFY(!QFile::exists(m_dir + QStringLiteral("/.x.GCFX")));
+}
+
+void TestProjectDialogs::folderModeRefusesEmptyBaseNames()
+{
+    QVERIFY(QDir(m_dir).mkdir(QStringLiteral(".config")));
+    // Typed names, with a default name so that the field takes them.
+    QList<zControlTesting::MessageBoxCall> boxes;
+    bool stillOpen = true;
+    whenDialogShows([&](zFileDialog* d) {
+        auto* name = child<QLineEdit>(d, "fileName_lineEdit");
+        auto* ok = child<QWidget>(d, "ok_button");
+        for (const QString& typed : {QStringLiteral("."), QStringLiteral(".."), QStringLiteral(".config")}) {
+            zControlTesting::clearMessageBoxCalls();
+            name->setText(typed);
+            QTest::mouseClick(ok, Qt::LeftButton);
+            boxes << lastBox();
+            stillOpen = stillOpen && d->isVisible();
+        }
+        if (d->isVisible())
+            d->onCancelButton();
+    });
+    QCOMPARE(zFileDialog::getSaveFileName(nullptr, m_dir, QStringLiteral("目录"), nullptr, 0), QString());
+    QVERIFY(stillOpen);
+    QCOMPARE(boxes.size(), 3);
+    QCOMPARE(boxes.at(0).text, QStringLiteral(".\n文件夹名无效"));
+    QCOMPARE(boxes.at(1).text, QStringLiteral("文件名不能为空"));
+    QCOMPARE(boxes.at(2).text, QStringLiteral("文件名不能为空"));
+    for (const auto& box : boxes)
+        QCOMPARE(box.kind, QStringLiteral("warning"));
+
+    // With nothing typed or selected the folder shown is being chosen, and
+    // the same check holds for it.
+    zControlTesting::clearMessageBoxCalls();
+    stillOpen = false;
+    whenDialogShows([&](zFileDialog* d) {
+        QTest::mouseClick(child<QWidget>(d, "ok_button"), Qt::LeftButton);
+        stillOpen = d->isVisible();
+        if (d->isVisible())
+            d->onCancelButton();
+    });
+    QCOMPARE(zFileDialog::getSaveFileName(nullptr, m_dir + QStringLiteral("/.config"), QString(), nullptr, 0),
+             QString());
+    QVERIFY(stillOpen);
+    QCOMPARE(lastBox().text, QStringLiteral("文件名不能为空"));
+
+    // An ordinary folder shown is still the answer.
+    whenDialogShows([](zFileDialog* d) {
+        QTest::mouseClick(child<QWidget>(d, "ok_button"), Qt::LeftButton);
+        if (d->isVisible())
+            d->onCancelButton();
+    });
+    QCOMPARE(zFileDialog::getSaveFileName(nullptr, m_dir, QString(), nullptr, 0), m_dir);
 }
 
 QTEST_MAIN(TestProjectDialogs)

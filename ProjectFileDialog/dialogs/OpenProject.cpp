@@ -8,6 +8,7 @@
 #include "TranMiUtilAction.h"
 #include "Users.h"
 #include "fileModelLocal.h"
+#include "pathstyle.h"
 #include "systemdialogs.h"
 #include "zBaseButton.h"
 #include "zBaseCombox.h"
@@ -114,7 +115,7 @@ bool OpenProject::checkProjectFile(const QString& file)
     const QFileInfo info(file);
     if (!info.isFile())
         return true;
-    if (info.completeBaseName().trimmed().isEmpty()) {
+    if (pfd::baseName(file).trimmed().isEmpty()) {
         showWarning(QStringLiteral("文件名不能为空"), this);
         return false;
     }
@@ -196,8 +197,9 @@ void OpenProject::onOkButton()
         ui->tableView->selectionModel() ? ui->tableView->selectionModel()->selectedRows() : QModelIndexList();
 
     if (m_viewMode == PickListedFile) {
-        if (const FileInfo* f = selected.isEmpty() ? nullptr : fileInfoAt(selected.first()))
-            finish(QDir::toNativeSeparators(f->path));
+        // With no row selected the answer is empty, and the dialog closes.
+        const FileInfo* f = selected.isEmpty() ? nullptr : fileInfoAt(selected.first());
+        finish(f ? QDir::toNativeSeparators(f->path) : QString());
         return;
     }
     if (isCloudPath(m_currentDir)) {
@@ -287,7 +289,7 @@ void OpenProject::onOtherPathButton()
         finish(QString());
         return;
     }
-    if (QFileInfo(answer).completeBaseName().trimmed().isEmpty()) {
+    if (pfd::baseName(answer).trimmed().isEmpty()) {
         showWarning(QStringLiteral("文件名不能为空"), this);
         finish(QString());
         return;

@@ -2,6 +2,7 @@
 
 #include "CpfMain.h"
 #include "fileModelLocal.h"
+#include "pathstyle.h"
 #include "systemdialogs.h"
 #include "zBaseButton.h"
 #include "zBaseCombox.h"
@@ -172,7 +173,8 @@ void SaveProject::onOkButton()
         fileSuffixIsHave(name, ui->fileTypeCombo->currentIndex());
         ui->fileNameEdit->setText(name);
         const QString chosen = childPath(name);
-        if (QFileInfo(chosen).completeBaseName().isEmpty()) {
+        // The base name ends at the first dot: ".x.GCFX" has none.
+        if (pfd::baseName(chosen).isEmpty()) {
             showWarning(QStringLiteral("文件名不能为空"), this);
             return;
         }
@@ -188,16 +190,20 @@ void SaveProject::onOkButton()
         return;
     }
 
+    // The folder being chosen: the one typed or selected, else the one shown.
+    // Its checks hold whichever it is.
     const QString chosen = name.isEmpty() ? m_currentDir : childPath(name);
     if (!QFileInfo(chosen).isDir()) {
         showWarning(chosen + QStringLiteral("\n路径不存在。\n请检查路径是否正确，然后重试"), this);
         return;
     }
-    if (name == QLatin1String(".")) {
-        showWarning(name + QStringLiteral("\n文件夹名无效"), this);
+    const QString folderName = pfd::fileNamePart(chosen);
+    if (folderName == QLatin1String(".")) {
+        showWarning(folderName + QStringLiteral("\n文件夹名无效"), this);
         return;
     }
-    if (QFileInfo(chosen).fileName().trimmed().isEmpty() && !name.isEmpty()) {
+    // "..", ".config" and a root have no base name.
+    if (pfd::baseName(chosen).isEmpty()) {
         showWarning(QStringLiteral("文件名不能为空"), this);
         return;
     }
@@ -216,7 +222,7 @@ void SaveProject::onOtherPathButton()
         finish(QString());
         return;
     }
-    if (QFileInfo(answer).completeBaseName().trimmed().isEmpty()) {
+    if (pfd::baseName(answer).trimmed().isEmpty()) {
         showWarning(QStringLiteral("文件名不能为空"), this);
         finish(QString());
         return;

@@ -57,6 +57,68 @@ QStringRef suffixRef(const QString& path)
     return path.midRef(dot + 1);
 }
 
+namespace {
+
+bool isSeparator(QChar c, bool backslashToo)
+{
+    return c == QLatin1Char('/') || (backslashToo && c == QLatin1Char('\\'));
+}
+
+bool backslashSeparates(const QString& path)
+{
+#ifdef Q_OS_WIN
+    Q_UNUSED(path)
+    return true;
+#else
+    return isWindowsStylePath(path);
+#endif
+}
+
+} // namespace
+
+QString fileNamePart(const QString& path)
+{
+    const bool backslash = backslashSeparates(path);
+    int start = path.size();
+    while (start > 0 && !isSeparator(path.at(start - 1), backslash))
+        --start;
+    // "C:name" is a name on drive C.
+    if (start == 0 && backslash && path.size() >= 2 && path.at(1) == QLatin1Char(':'))
+        start = 2;
+    return path.mid(start);
+}
+
+QString baseName(const QString& path)
+{
+    const QString name = fileNamePart(path);
+    const int dot = name.indexOf(QLatin1Char('.'));
+    return dot < 0 ? name : name.left(dot);
+}
+
+QString parentDirPath(const QString& path)
+{
+    if (!isWindowsStylePath(path))
+        return QFileInfo(path).absolutePath();
+    QString native = path;
+    native.replace(QLatin1Char('/'), QLatin1Char('\\'));
+    // The root that no parent goes above: "C:\" or "\\server\share".
+    int rootEnd = 0;
+    QString root;
+    if (native.at(1) == QLatin1Char(':')) {
+        rootEnd = 2;
+        root = native.left(2) + QLatin1Char('\\');
+    } else {
+        const int server = native.indexOf(QLatin1Char('\\'), 2);
+        const int share = server < 0 ? -1 : native.indexOf(QLatin1Char('\\'), server + 1);
+        rootEnd = share < 0 ? native.size() : share;
+        root = native.left(rootEnd);
+    }
+    const int sep = native.lastIndexOf(QLatin1Char('\\'));
+    if (sep <= rootEnd)
+        return root;
+    return native.left(sep);
+}
+
 QChar localSeparator(const QString& path)
 {
     return isWindowsStylePath(path) ? QLatin1Char('\\') : QLatin1Char('/');

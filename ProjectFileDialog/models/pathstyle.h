@@ -36,4 +36,19 @@ PFD_EXPORT QChar localSeparator(const QString& path);
 // this for every row of a folder).
 PFD_EXPORT QStringRef suffixRef(const QString& path);
 
+// The last element of a path: "a.GCFX" of "C:\p\a.GCFX" or of "/p/a.GCFX";
+// empty for a path ending in a separator. A backslash separates only in
+// Windows-style paths (or on Windows); elsewhere it is a name character.
+PFD_EXPORT QString fileNamePart(const QString& path);
+
+// The text of the last element before its first dot, as QFileInfo's
+// baseName() gives it: ".x.GCFX" and ".config" have an empty base name.
+PFD_EXPORT QString baseName(const QString& path);
+
+// The folder holding a local path. A Windows-style path keeps its own form
+// on every platform ("C:\proj\a.GCFX" -> "C:\proj", "C:\a.GCFX" -> "C:\",
+// "\\srv\share\a" -> "\\srv\share"); any other path is made absolute
+// against the working folder first.
+PFD_EXPORT QString parentDirPath(const QString& path);
+
 } // namespace pfd
