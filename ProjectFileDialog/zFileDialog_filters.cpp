@@ -165,13 +165,11 @@ void zFileDialog::initTabToSuffixMap()
 
 void zFileDialog::selectFilter(int index)
 {
-    if (ui->fileTypeCombo->count() > 0) {
+    if (ui->fileTypeCombo->count() > 0)
         ui->fileTypeCombo->setCurrentIndex(index);
-        ui->localModel->setNameFilters(ui->patternMap.value(index));
-    } else {
-        // Without type groups every file is offered.
-        ui->localModel->setNameFilters({QStringLiteral("*.*")});
-    }
+    // Without type groups the list of patterns is empty: folders, drives and
+    // shortcuts to folders are offered, no file.
+    ui->localModel->setNameFilters(ui->patternMap.value(index));
 }
 
 QString zFileDialog::comboFilterString() const

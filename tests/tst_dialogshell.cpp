@@ -50,7 +50,7 @@ private slots:
     void maximiseSwapsIcons();
     void openFileNameTestHandsBackTheDialog();
     void missingStartFolderShowsDocuments();
-    void withoutTypeGroupsEveryFileIsListed();
+    void withoutTypeGroupsOnlyFoldersAreListed();
     void tracActionIsKnownToTheMetaObjectSystem();
     void titleBarDragsTheWindow();
     void pressOnEmptyTableDisablesOkInOpenDialog();
@@ -313,15 +313,51 @@ void TestDialogShell::missingStartFolderShowsDocuments()
     QCOMPARE(shown, pfd::knownFolder(pfd::KnownFolder::Documents));
 }
 
-void TestDialogShell::withoutTypeGroupsEveryFileIsListed()
+void TestDialogShell::withoutTypeGroupsOnlyFoldersAreListed()
 {
-    int rows = -1;
+    // A dialog given no type groups chooses a folder: folders and shortcuts
+    // to folders are listed, files and shortcuts to files are not.
+    QTemporaryDir tree;
+    QVERIFY(QDir(tree.path()).mkpath(QStringLiteral("子目录")));
+    QFile file(tree.path() + QStringLiteral("/预算.GCFX"));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.close();
+    QVERIFY(QFile::link(tree.path() + QStringLiteral("/子目录"), tree.path() + QStringLiteral("/到子目录")));
+    QVERIFY(QFile::link(file.fileName(), tree.path() + QStringLiteral("/到预算.GCFX")));
+    auto listed = [](zFileDialog* d) {
+        auto* table = child<QTableView>(d, "FileDialog");
+        QStringList names;
+        for (int r = 0; r < table->model()->rowCount(); ++r)
+            names << table->model()->index(r, 0).data().toString();
+        names.sort();
+        return names;
+    };
+    const QStringList folders{QStringLiteral("到子目录"), QStringLiteral("子目录")};
+    QStringList shown;
     whenDialogShows([&](zFileDialog* d) {
-        rows = child<QTableView>(d, "FileDialog")->model()->rowCount();
+        shown = listed(d);
         d->onCancelButton();
     });
-    zFileDialog::getOpenFileName(nullptr, m_projects, nullptr, 0);
-    QCOMPARE(rows, 4); // 子目录, 预算一.GCFX, 概算.GCFG, 说明.txt
+    zFileDialog::getOpenFileName(nullptr, tree.path(), nullptr, 0, QString(), false, QString(), false, ChooseFolder);
+    QCOMPARE(shown, folders);
+
+    shown.clear();
+    whenDialogShows([&](zFileDialog* d) {
+        shown = listed(d);
+        d->onCancelButton();
+    });
+    zFileDialog::getSaveFileName(nullptr, tree.path(), QString(), nullptr, 0);
+    QCOMPARE(shown, folders);
+
+    // A list of no groups is no groups either.
+    QStringList none;
+    shown.clear();
+    whenDialogShows([&](zFileDialog* d) {
+        shown = listed(d);
+        d->onCancelButton();
+    });
+    zFileDialog::getOpenFileName(nullptr, tree.path(), &none, 0);
+    QCOMPARE(shown, folders);
 }
 
 void TestDialogShell::tracActionIsKnownToTheMetaObjectSystem()
