@@ -176,7 +176,9 @@ void zFileDialog::slotBtnRecentClicked()
     ui->stackedWidget->setCurrentIndex(1);
     const QString hostValue =
         zHttpUtil::TranMiUtil()->JudageValue(QStringLiteral("文件对话框-当前工程位置"), QString());
-    if (!hostValue.isEmpty() && !ui->recentProjectTab->isHidden())
+    // Visible as the toolkit means it: while the dialog reopens the recent
+    // place before it is shown, the default tab opens.
+    if (!hostValue.isEmpty() && ui->recentProjectTab->isVisible())
         ui->recentProjectTab->tabClick();
     else
         ui->recentDefaultTab->tabClick();

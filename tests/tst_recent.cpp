@@ -90,6 +90,7 @@ private slots:
     void hostValueOpensCurrentProjectTab();
     void tabsFilterTheStoredProjects();
     void lastPlaceRecentReopensRecentPage();
+    void recentReopenedBeforeShowOpensDefaultTab();
     void acceptedProjectIsRecordedOnce();
 
 private:
@@ -365,6 +366,31 @@ void TestRecent::lastPlaceRecentReopensRecentPage()
     });
     zFileDialog::getOpenFileName(nullptr, m_projects, nullptr, 0);
     QCOMPARE(page, 1);
+    QCOMPARE(zFileDialog::iClickedBtn, 8);
+}
+
+void TestRecent::recentReopenedBeforeShowOpensDefaultTab()
+{
+    // The dialog reopens the recent place while it is built, before it is
+    // shown: its current-project tab is not visible yet, so the default tab
+    // opens even though the host names a project folder.
+    SharedInterfaceTesting::setHostValue(QStringLiteral("文件对话框-当前工程位置"), m_projects);
+    zFileDialog::iClickedBtn = 8;
+    QString tab;
+    bool projectTab = true;
+    bool projectTabShown = false;
+    whenDialogShows([&](zFileDialog* dialog) {
+        auto* d = static_cast<Probe*>(dialog);
+        projectTabShown = d->ui->recentProjectTab->isVisible();
+        if (zBaseTab* t = checkedTab(*d))
+            tab = t->text();
+        projectTab = d->m_isCurrentProjectTab;
+        d->onCancelButton();
+    });
+    zFileDialog::getOpenFileName(nullptr, m_home.path(), nullptr, 0);
+    QCOMPARE(tab, QStringLiteral("预算"));
+    QVERIFY(!projectTab);
+    QVERIFY(projectTabShown);
     QCOMPARE(zFileDialog::iClickedBtn, 8);
 }
 
