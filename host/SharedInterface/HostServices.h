@@ -13,8 +13,20 @@ class SHAREDINTERFACE_EXPORT ServicesUtil
 {
 public:
     // Sends one request envelope to the host's cloud-disk service and waits
-    // for its reply. Without a service the reply is empty.
+    // for its reply. Safe from any thread. The service runs in this process
+    // with its data under the application directory, unless the host value
+    // "云盘服务地址" or the environment variable PFD_CLOUD_URL names a
+    // server; a test channel (SharedInterfaceTesting) replaces both.
     static QByteArray AsyncReplyLoop(const QByteArray& envelope);
+
+    // Signs a user in to the cloud-disk service; later requests travel as
+    // that user. On success userId gets the service's numeric id, else
+    // message says why.
+    static bool CloudLogin(const QString& name, const QString& password, QString* userId = nullptr,
+                           QString* message = nullptr);
+    static void CloudLogout();
+    // The user signed in to the cloud-disk service, or empty.
+    static QString CloudUserId();
 };
 
 class SHAREDINTERFACE_EXPORT SystemHelper

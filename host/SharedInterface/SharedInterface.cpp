@@ -4,6 +4,9 @@
 #include "TranMiUtilAction.h"
 #include "dirservice_p.h"
 
+#include "CloudChannel.h"
+#include "CloudTransport.h"
+
 #include <QCoreApplication>
 #include <QDateTime>
 #include <QDir>
@@ -12,6 +15,8 @@
 #include <QHash>
 #include <QPointer>
 #include <QWidget>
+
+#include <memory>
 
 namespace {
 
@@ -23,8 +28,12 @@ struct HostState
     SharedInterfaceTesting::DirService dirService;
     QStringList dirRequests;
     QHash<QString, QString> hostValues;
+    // Guards the cloud members: the channel is used from pool threads.
+    QMutex cloudMutex;
     SharedInterfaceTesting::CloudChannel cloudChannel;
     QList<QByteArray> cloudRequests;
+    std::shared_ptr<clouddisk::Channel> channel;
+    QString channelKey; // where the channel leads; a change opens a new one
     QStringList usageCalls;
     QStringList busyMarks;
     QPointer<QWidget> mainWindow;
@@ -124,11 +133,75 @@ TranMiUtilAction* zHttpUtil::TranMiUtil()
 
 // --- smaller services ----------------------------------------------------------
 
+namespace {
+
+// Where the cloud-disk service is: a server's URL, or empty for the service
+// embedded in this process.
+QString cloudServiceUrl()
+{
+    const QString fromHost = TranMiUtilAction::Instance()->JudageValue(QStringLiteral("云盘服务地址"), QString()).trimmed();
+    if (!fromHost.isEmpty())
+        return fromHost;
+    return QString::fromLocal8Bit(qgetenv("PFD_CLOUD_URL")).trimmed();
+}
+
+// The one place that chooses how the host reaches the cloud-disk service.
+std::unique_ptr<clouddisk::CloudTransport> createCloudTransport(const QString& appPath, const QString& url)
+{
+    Q_UNUSED(url)
+    return clouddisk::makeEmbeddedTransport(appPath + QStringLiteral("/clouddisk"));
+}
+
+// The channel for the current application directory and service address.
+std::shared_ptr<clouddisk::Channel> cloudChannel()
+{
+    HostState& s = state();
+    const QString appPath = SharedInterface::GetAppPath();
+    const QString url = cloudServiceUrl();
+    const QString key = appPath + QLatin1Char('\n') + url;
+    QMutexLocker lock(&s.cloudMutex);
+    if (!s.channel || s.channelKey != key) {
+        s.channel = std::make_shared<clouddisk::Channel>(createCloudTransport(appPath, url), appPath);
+        s.channelKey = key;
+    }
+    return s.channel;
+}
+
+} // namespace
+
 QByteArray ServicesUtil::AsyncReplyLoop(const QByteArray& envelope)
 {
     HostState& s = state();
-    s.cloudRequests << envelope;
-    return s.cloudChannel ? s.cloudChannel(envelope) : QByteArray();
+    SharedInterfaceTesting::CloudChannel scripted;
+    {
+        QMutexLocker lock(&s.cloudMutex);
+        s.cloudRequests << envelope;
+        scripted = s.cloudChannel;
+    }
+    if (scripted)
+        return scripted(envelope);
+    return cloudChannel()->exchange(envelope);
+}
+
+bool ServicesUtil::CloudLogin(const QString& name, const QString& password, QString* userId, QString* message)
+{
+    const clouddisk::LoginResult r = cloudChannel()->login(name, password);
+    if (userId)
+        *userId = r.ok ? QString::number(r.userId) : QString();
+    if (message)
+        *message = r.message;
+    return r.ok;
+}
+
+void ServicesUtil::CloudLogout()
+{
+    cloudChannel()->logout();
+}
+
+QString ServicesUtil::CloudUserId()
+{
+    const qint64 id = cloudChannel()->userId();
+    return id < 0 ? QString() : QString::number(id);
 }
 
 void SystemHelper::markVeto(const QString& reason)
@@ -217,8 +290,17 @@ void setDirService(DirService service) { state().dirService = std::move(service)
 QStringList dirRequests() { return state().dirRequests; }
 void setHostValue(const QString& key, const QString& value) { state().hostValues.insert(key, value); }
 void clearHostValues() { state().hostValues.clear(); }
-void setCloudChannel(CloudChannel channel) { state().cloudChannel = std::move(channel); }
-QList<QByteArray> cloudRequests() { return state().cloudRequests; }
+void setCloudChannel(CloudChannel channel)
+{
+    QMutexLocker lock(&state().cloudMutex);
+    state().cloudChannel = std::move(channel);
+}
+
+QList<QByteArray> cloudRequests()
+{
+    QMutexLocker lock(&state().cloudMutex);
+    return state().cloudRequests;
+}
 QStringList usageCalls() { return state().usageCalls; }
 QStringList busyMarks() { return state().busyMarks; }
 void setMainWindow(QWidget* window) { state().mainWindow = window; }
@@ -234,8 +316,13 @@ void reset()
     s.dirService = nullptr;
     s.dirRequests.clear();
     s.hostValues.clear();
-    s.cloudChannel = nullptr;
-    s.cloudRequests.clear();
+    {
+        QMutexLocker lock(&s.cloudMutex);
+        s.cloudChannel = nullptr;
+        s.cloudRequests.clear();
+        s.channel.reset(); // signs out of the cloud
+        s.channelKey.clear();
+    }
     s.usageCalls.clear();
     s.busyMarks.clear();
     s.mainWindow = nullptr;

@@ -25,7 +25,8 @@ SHAREDINTERFACE_EXPORT QStringList dirRequests();
 SHAREDINTERFACE_EXPORT void setHostValue(const QString& key, const QString& value);
 SHAREDINTERFACE_EXPORT void clearHostValues();
 
-// The cloud channel; an empty function restores the default (empty reply).
+// Replaces the cloud-disk service for every caller of AsyncReplyLoop, on
+// every thread; an empty function restores the real service.
 using CloudChannel = std::function<QByteArray(const QByteArray& envelope)>;
 SHAREDINTERFACE_EXPORT void setCloudChannel(CloudChannel channel);
 SHAREDINTERFACE_EXPORT QList<QByteArray> cloudRequests();

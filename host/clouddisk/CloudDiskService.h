@@ -9,9 +9,13 @@
 // downloaded file and reading a file to upload belong to the host's side of
 // the channel (CloudTransport), which uses prepareDownload and beginUpload.
 #include "clouddisk_global.h"
+#include <QJsonArray>
 #include <QJsonObject>
+#include <QList>
 #include <QString>
 #include <memory>
+
+class QIODevice;
 
 namespace clouddisk {
 
@@ -67,12 +71,74 @@ public:
     std::unique_ptr<Upload> beginUpload(qint64 userId, const QJsonObject& envelope,
                                         QJsonObject* refusal);
 
-    // The admin tool's operations (enterprises, members, rights, imports,
-    // listing) are members added beside these.
+    // ---- sessions, for transports that hand a token to a signed-in user
+    // A new random token for userId (kept as a hash), or empty on failure.
+    QString createSession(qint64 userId);
+    // The token's user, or -1 for an unknown or ended session.
+    qint64 sessionUser(const QString& token) const;
+    void endSession(const QString& token);
+
+    // The token kind ("mq_token_user" or "mq_token_ltd") a method must name
+    // in "orgin_token"; empty for a method the service does not know.
+    static QString tokenKindFor(const QString& method);
+
+    // ---- administration (the admin tool, the demo host's first run)
+    struct Account
+    {
+        qint64 id = -1;
+        QString name;
+    };
+    enum class Right { Enter, Open, Download };
+
+    qint64 userId(const QString& name) const; // -1 when unknown
+    QList<Account> users() const;
+    bool setPassword(qint64 userId, const QString& password, QString* error = nullptr);
+
+    // The new enterprise's id; its tree's top folder carries its name.
+    qint64 addEnterprise(const QString& name, QString* error = nullptr);
+    qint64 enterpriseId(const QString& name) const;
+    QString enterpriseName(qint64 enterpriseId) const;
+    QList<Account> enterprises() const;
+    QList<Account> members(qint64 enterpriseId) const;
+    bool addMember(qint64 enterpriseId, qint64 userId, QString* error = nullptr);
+    bool removeMember(qint64 enterpriseId, qint64 userId, QString* error = nullptr);
+
+    // Members hold every right on every folder and file of their enterprise
+    // until one is withdrawn for them; granting it again lifts that.
+    // Withdrawing Enter on a folder closes everything below it.
+    bool setRight(qint64 nodeId, qint64 userId, Right right, bool granted, QString* error = nullptr);
+
+    // Top folders: the user's "根目录", the enterprise's own folder. -1 if none.
+    qint64 personalRoot(qint64 userId) const;
+    qint64 enterpriseRoot(qint64 enterpriseId) const;
+    // The child of a folder with that name, or -1.
+    qint64 childId(qint64 folderId, const QString& name) const;
+    // A folder under parentId (the existing one when the name is taken by a
+    // folder); -1 with *error when the name is not allowed or taken by a file.
+    qint64 makeFolder(qint64 parentId, const QString& name, QString* error = nullptr);
+    // Stores the contents read from `source` as the file `name` in the
+    // folder, replacing a file of that name. The node's id, or -1.
+    qint64 storeFile(qint64 parentId, const QString& name, QIODevice* source, QString* error = nullptr);
+    // Imports the files and folders inside localDir (links are not
+    // followed) into the folder; the number of files stored, or -1.
+    qint64 importFolder(qint64 parentId, const QString& localDir, QString* error = nullptr);
+    // The node at a path of names below a top folder ("设计/图纸", "/" or
+    // "\\" between names; empty for the top folder itself), or -1.
+    qint64 nodeAt(qint64 topId, const QString& path) const;
+    // Removes a node with everything below it (not a top folder).
+    bool removeNode(qint64 nodeId, QString* error = nullptr);
+    // The node with everything below it, as reply nodes, unfiltered by rights.
+    QJsonObject subtree(qint64 nodeId) const;
+    // Withdrawn rights as "node user right" lines ("enter", "open", "download").
+    QList<QJsonObject> withdrawnRights(qint64 enterpriseId) const;
+
+    // Where contents live, for checks: the folder beside the database.
+    QString contentsDir() const;
+
+    struct Private;
 
 private:
     Service();
-    struct Private;
     std::unique_ptr<Private> d;
 };
 

@@ -1,0 +1,395 @@
+#include "clouddisk_store_p.h"
+
+#include <QCoreApplication>
+#include <QCryptographicHash>
+#include <QDateTime>
+#include <QDirIterator>
+#include <QFile>
+#include <QFileInfo>
+#include <QMessageAuthenticationCode>
+#include <QRandomGenerator>
+#include <QSet>
+#include <QSqlError>
+#include <QSqlQuery>
+#include <QtEndian>
+
+#include <atomic>
+
+#ifdef Q_OS_WIN
+#include <io.h>
+#else
+#include <fcntl.h>
+#include <unistd.h>
+#endif
+
+namespace clouddisk {
+namespace store {
+
+namespace {
+
+constexpr int kPbkdf2Iterations = 20000;
+
+QByteArray pbkdf2Sha256(const QByteArray& password, const QByteArray& salt, int iterations)
+{
+    // One 32-byte block is all a 32-byte key needs.
+    QMessageAuthenticationCode mac(QCryptographicHash::Sha256, password);
+    QByteArray block = salt;
+    char index[4];
+    qToBigEndian<quint32>(1, index);
+    block.append(index, 4);
+    mac.addData(block);
+    QByteArray u = mac.result();
+    QByteArray out = u;
+    for (int i = 1; i < iterations; ++i) {
+        mac.reset();
+        mac.addData(u);
+        u = mac.result();
+        for (int j = 0; j < out.size(); ++j)
+            out[j] = char(out[j] ^ u[j]);
+    }
+    return out;
+}
+
+bool constantTimeEqual(const QByteArray& a, const QByteArray& b)
+{
+    if (a.size() != b.size())
+        return false;
+    unsigned char diff = 0;
+    for (int i = 0; i < a.size(); ++i)
+        diff |= uchar(a[i]) ^ uchar(b[i]);
+    return diff == 0;
+}
+
+std::atomic<int> g_dbCounter{0};
+
+} // namespace
+
+QString randomHex(int bytes)
+{
+    QByteArray raw(bytes, Qt::Uninitialized);
+    QRandomGenerator* gen = QRandomGenerator::system();
+    for (int i = 0; i < bytes; ++i)
+        raw[i] = char(gen->bounded(256));
+    return QString::fromLatin1(raw.toHex());
+}
+
+QString now()
+{
+    return QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd hh:mm:ss"));
+}
+
+QString hashPassword(const QString& password)
+{
+    QByteArray salt(16, Qt::Uninitialized);
+    for (int i = 0; i < salt.size(); ++i)
+        salt[i] = char(QRandomGenerator::system()->bounded(256));
+    const QByteArray hash = pbkdf2Sha256(password.toUtf8(), salt, kPbkdf2Iterations);
+    return QStringLiteral("pbkdf2-sha256$%1$%2$%3")
+        .arg(kPbkdf2Iterations)
+        .arg(QString::fromLatin1(salt.toHex()), QString::fromLatin1(hash.toHex()));
+}
+
+bool passwordMatches(const QString& password, const QString& stored)
+{
+    const QStringList parts = stored.split(QLatin1Char('$'));
+    if (parts.size() != 4 || parts[0] != QLatin1String("pbkdf2-sha256"))
+        return false;
+    bool ok = false;
+    const int iterations = parts[1].toInt(&ok);
+    if (!ok || iterations < 1 || iterations > 10000000)
+        return false;
+    const QByteArray salt = QByteArray::fromHex(parts[2].toLatin1());
+    const QByteArray expected = QByteArray::fromHex(parts[3].toLatin1());
+    return constantTimeEqual(pbkdf2Sha256(password.toUtf8(), salt, iterations), expected);
+}
+
+qint64 parseId(const QString& text)
+{
+    if (text.isEmpty() || text.size() > 18)
+        return -1;
+    for (const QChar c : text) {
+        if (c < QLatin1Char('0') || c > QLatin1Char('9'))
+            return -1;
+    }
+    const qint64 id = text.toLongLong();
+    return id > 0 ? id : -1;
+}
+
+bool syncFile(int fd)
+{
+#ifdef Q_OS_WIN
+    return _commit(fd) == 0;
+#else
+    return ::fsync(fd) == 0;
+#endif
+}
+
+void syncDir(const QString& dir)
+{
+#ifndef Q_OS_WIN
+    const int fd = ::open(QFile::encodeName(dir).constData(), O_RDONLY | O_DIRECTORY);
+    if (fd >= 0) {
+        ::fsync(fd);
+        ::close(fd);
+    }
+#else
+    Q_UNUSED(dir)
+#endif
+}
+
+bool exec(QSqlQuery& q, const QString& sql, const QVariantList& values)
+{
+    if (!q.prepare(sql))
+        return false;
+    for (const QVariant& v : values)
+        q.addBindValue(v);
+    return q.exec();
+}
+
+// --- Db ------------------------------------------------------------------------
+
+Db::Db(const QString& dataDir)
+    : m_dir(QDir(dataDir).absolutePath())
+    , m_tag(QStringLiteral("clouddisk-%1").arg(++g_dbCounter))
+{
+}
+
+Db::~Db()
+{
+    QStringList names;
+    {
+        QMutexLocker lock(&m_connMutex);
+        names = m_allNames;
+        m_conns.clear();
+        m_allNames.clear();
+    }
+    for (const QString& name : qAsConst(names))
+        QSqlDatabase::removeDatabase(name);
+}
+
+QString Db::blobPath(const QString& blob) const
+{
+    return contentsDir() + QLatin1Char('/') + blob.left(2) + QLatin1Char('/') + blob;
+}
+
+QString Db::newBlobName() const
+{
+    return randomHex(16);
+}
+
+QString Db::tmpPathFor(const QString& blob) const
+{
+    return tmpDir() + QLatin1Char('/') + blob + QStringLiteral(".part");
+}
+
+QSqlDatabase Db::connection()
+{
+    QThread* thread = QThread::currentThread();
+    QMutexLocker lock(&m_connMutex);
+    auto it = m_conns.find(thread);
+    if (it != m_conns.end() && it->thread == thread)
+        return QSqlDatabase::database(it->name, false);
+    // First use on this thread (or a new thread where a finished one was).
+    if (it != m_conns.end()) {
+        QSqlDatabase::removeDatabase(it->name);
+        m_allNames.removeAll(it->name);
+    }
+    const QString name = QStringLiteral("%1-%2").arg(m_tag).arg(++m_counter);
+    QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), name);
+    db.setDatabaseName(m_dir + QStringLiteral("/clouddisk.sqlite"));
+    db.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=30000"));
+    if (db.open()) {
+        QSqlQuery q(db);
+        q.exec(QStringLiteral("PRAGMA synchronous=FULL"));
+        q.exec(QStringLiteral("PRAGMA foreign_keys=ON"));
+    }
+    m_conns.insert(thread, Conn{QPointer<QThread>(thread), name});
+    m_allNames << name;
+    return db;
+}
+
+bool Db::open(QString* error)
+{
+    if (!QDir().mkpath(m_dir) || !QDir().mkpath(contentsDir()) || !QDir().mkpath(tmpDir())
+        || !QDir().mkpath(m_dir + QStringLiteral("/run"))) {
+        if (error)
+            *error = QStringLiteral("cannot create the data folder %1").arg(m_dir);
+        return false;
+    }
+    QSqlDatabase db = connection();
+    if (!db.isOpen()) {
+        if (error)
+            *error = QStringLiteral("cannot open the database: %1").arg(db.lastError().text());
+        return false;
+    }
+    QSqlQuery q(db);
+    if (!q.exec(QStringLiteral("PRAGMA journal_mode=WAL")) || !q.next()
+        || q.value(0).toString().toLower() != QLatin1String("wal")) {
+        if (error)
+            *error = QStringLiteral("cannot switch the database to WAL: %1").arg(q.lastError().text());
+        return false;
+    }
+    q.finish();
+    if (!createSchema(error))
+        return false;
+    if (aloneOnData())
+        cleanLeftovers();
+    return true;
+}
+
+bool Db::createSchema(QString* error)
+{
+    static const char* const statements[] = {
+        "CREATE TABLE IF NOT EXISTS users(id INTEGER PRIMARY KEY AUTOINCREMENT, name TEXT NOT NULL UNIQUE,"
+        " pwhash TEXT NOT NULL, created TEXT NOT NULL)",
+        "CREATE TABLE IF NOT EXISTS enterprises(id INTEGER PRIMARY KEY AUTOINCREMENT, name TEXT NOT NULL UNIQUE,"
+        " root INTEGER)",
+        "CREATE TABLE IF NOT EXISTS members(enterprise INTEGER NOT NULL, user INTEGER NOT NULL,"
+        " PRIMARY KEY(enterprise, user))",
+        "CREATE TABLE IF NOT EXISTS nodes(id INTEGER PRIMARY KEY AUTOINCREMENT, parent INTEGER, owner INTEGER,"
+        " enterprise INTEGER, name TEXT NOT NULL, folder INTEGER NOT NULL, size INTEGER NOT NULL DEFAULT 0,"
+        " mtime TEXT NOT NULL, blob TEXT)",
+        "CREATE UNIQUE INDEX IF NOT EXISTS nodes_child ON nodes(parent, name)",
+        "CREATE INDEX IF NOT EXISTS nodes_owner ON nodes(owner)",
+        "CREATE INDEX IF NOT EXISTS nodes_enterprise ON nodes(enterprise)",
+        "CREATE TABLE IF NOT EXISTS denials(node INTEGER NOT NULL, user INTEGER NOT NULL, what TEXT NOT NULL,"
+        " PRIMARY KEY(node, user, what))",
+        "CREATE TABLE IF NOT EXISTS tickets(token TEXT PRIMARY KEY, user INTEGER NOT NULL, enterprise INTEGER,"
+        " pid INTEGER NOT NULL, wjm TEXT NOT NULL, ext TEXT NOT NULL, wjdx INTEGER NOT NULL, sclj TEXT NOT NULL,"
+        " used INTEGER NOT NULL DEFAULT 0, created INTEGER NOT NULL)",
+        "CREATE TABLE IF NOT EXISTS sessions(hash TEXT PRIMARY KEY, user INTEGER NOT NULL, created TEXT NOT NULL)",
+    };
+    Transaction t(*this);
+    if (!t.ok()) {
+        if (error)
+            *error = QStringLiteral("the database is busy or read-only");
+        return false;
+    }
+    QSqlQuery q(t.db());
+    for (const char* sql : statements) {
+        if (!q.exec(QString::fromLatin1(sql))) {
+            if (error)
+                *error = QStringLiteral("cannot create the tables: %1").arg(q.lastError().text());
+            return false;
+        }
+    }
+    q.finish();
+    if (!t.commit()) {
+        if (error)
+            *error = QStringLiteral("cannot create the tables: %1").arg(t.db().lastError().text());
+        return false;
+    }
+    return true;
+}
+
+// Another process (the server and the admin tool may share a data folder)
+// may be writing contents right now; leftovers are only cleaned when no
+// other live service holds the folder.
+bool Db::aloneOnData()
+{
+    const QString runDir = m_dir + QStringLiteral("/run");
+    bool alone = true;
+    const QStringList locks = QDir(runDir).entryList({QStringLiteral("*.lock")}, QDir::Files);
+    for (const QString& name : locks) {
+        QLockFile other(runDir + QLatin1Char('/') + name);
+        other.setStaleLockTime(0);
+        if (other.tryLock(0))
+            other.unlock(); // its owner is gone; unlock removes the file
+        else if (other.error() == QLockFile::LockFailedError)
+            alone = false;
+    }
+    m_runLock = std::make_unique<QLockFile>(runDir + QStringLiteral("/%1-%2.lock")
+                                                         .arg(QCoreApplication::applicationPid())
+                                                         .arg(m_tag));
+    m_runLock->setStaleLockTime(0);
+    m_runLock->tryLock(0);
+    return alone;
+}
+
+void Db::cleanLeftovers()
+{
+    // Half-written contents never became part of the cloud.
+    QDirIterator tmp(tmpDir(), QDir::Files | QDir::Hidden);
+    while (tmp.hasNext())
+        QFile::remove(tmp.next());
+
+    QSqlDatabase db = connection();
+    QSet<QString> referenced;
+    {
+        QSqlQuery q(db);
+        q.setForwardOnly(true);
+        q.exec(QStringLiteral("SELECT blob FROM nodes WHERE blob IS NOT NULL"));
+        while (q.next())
+            referenced.insert(q.value(0).toString());
+    }
+    // Contents renamed into place whose record was never committed, or that
+    // a replaced file left behind.
+    QSet<QString> present;
+    QDirIterator it(contentsDir(), QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
+    while (it.hasNext()) {
+        const QString path = it.next();
+        const QString name = it.fileName();
+        if (referenced.contains(name) && blobPath(name) == path)
+            present.insert(name);
+        else
+            QFile::remove(path);
+    }
+    // A record whose contents are gone (removed by hand) can never be
+    // downloaded; it goes too.
+    QStringList missing;
+    for (const QString& blob : qAsConst(referenced)) {
+        if (!present.contains(blob))
+            missing << blob;
+    }
+    if (!missing.isEmpty()) {
+        Transaction t(*this);
+        if (t.ok()) {
+            QSqlQuery q(t.db());
+            for (const QString& blob : qAsConst(missing))
+                exec(q, QStringLiteral("DELETE FROM nodes WHERE blob = ?"), {blob});
+            t.commit();
+        }
+    }
+    // Used and stale upload tickets.
+    Transaction t(*this);
+    if (t.ok()) {
+        QSqlQuery q(t.db());
+        exec(q, QStringLiteral("DELETE FROM tickets WHERE used = 1 OR created < ?"),
+             {QDateTime::currentSecsSinceEpoch() - 24 * 3600});
+        t.commit();
+    }
+}
+
+// --- Transaction -----------------------------------------------------------------
+
+Transaction::Transaction(Db& db)
+    : m_lock(&db.writeMutex())
+    , m_db(db.connection())
+{
+    QSqlQuery q(m_db);
+    m_ok = m_db.isOpen() && q.exec(QStringLiteral("BEGIN IMMEDIATE"));
+    m_done = !m_ok;
+}
+
+Transaction::~Transaction()
+{
+    if (!m_done) {
+        QSqlQuery q(m_db);
+        q.exec(QStringLiteral("ROLLBACK"));
+    }
+}
+
+bool Transaction::commit()
+{
+    if (m_done)
+        return false;
+    QSqlQuery q(m_db);
+    const bool ok = q.exec(QStringLiteral("COMMIT"));
+    if (!ok)
+        q.exec(QStringLiteral("ROLLBACK"));
+    m_done = true;
+    return ok;
+}
+
+} // namespace store
+} // namespace clouddisk
