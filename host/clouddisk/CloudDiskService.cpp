@@ -812,6 +812,7 @@ std::unique_ptr<Service::Upload> Service::beginUpload(qint64 userId, const QJson
     const QString ticketSclj = q.value(5).toString();
     const bool used = q.value(6).toInt() != 0;
     const qint64 created = q.value(7).toLongLong();
+    q.finish(); // no read may stay open on this connection while it writes
     const qint64 enterprise = enterpriseUpload ? store::parseId(m.value("qyid").toString()) : -1;
     if (ticketUser != userId || ticketSclj != sclj || ticketEnterprise != enterprise
         || store::parseId(m.value("pid").toString()) != ticketPid || m.value("wjm").toString() != wjm

@@ -200,7 +200,9 @@ QSqlDatabase Db::connection()
     db.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=30000"));
     if (db.open()) {
         QSqlQuery q(db);
-        q.exec(QStringLiteral("PRAGMA synchronous=FULL"));
+        // In WAL mode NORMAL survives any crash or kill of the process; contents
+        // are flushed to disk themselves before a record names them.
+        q.exec(QStringLiteral("PRAGMA synchronous=NORMAL"));
         q.exec(QStringLiteral("PRAGMA foreign_keys=ON"));
     }
     m_conns.insert(thread, Conn{QPointer<QThread>(thread), name});
