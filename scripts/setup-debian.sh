@@ -3,7 +3,7 @@
 # only when something is missing. Safe to run again.
 set -euo pipefail
 
-packages=(cmake g++ make qtbase5-dev qtbase5-dev-tools libqt5svg5-dev
+packages=(cmake g++ make qtbase5-dev qtbase5-dev-tools libqt5svg5-dev libqt5sql5-sqlite
           fonts-wqy-microhei xvfb xauth)
 missing=()
 for p in "${packages[@]}"; do

@@ -1,12 +1,15 @@
 // The demo host: sets up the host libraries the way the suite would, makes a
 // sample workspace, and calls the dialog's entry points like the suite does,
 // printing what they return.
+#include "democloud.h"
 #include "democonfig.h"
+#include "logindialog.h"
 #include "projecttypes.h"
 #include "osgiTesting.h"
 #include "screenshots.h"
 #include "workspace.h"
 
+#include "FirstPageService.h"
 #include "zFileDialog.h"
 
 #include <QApplication>
@@ -117,6 +120,22 @@ int main(int argc, char** argv)
     config.apply();
     const QString workspace = demo::ensureWorkspace(data);
     demo::seedApplicationDirectory(config.appDir, workspace);
+    // The cloud: filled on first run; a configured login signs in at once,
+    // otherwise the dialog asks through the start page's login window.
+    const QJsonObject user = config.raw.value("user").toObject();
+    const QString userName = user.value("name").toString();
+    const QString password = user.value("password").toString(demo::cloudPassword());
+    demo::ensureCloud(config.appDir + QStringLiteral("/clouddisk"), workspace, userName);
+    static DemoFirstPage firstPage;
+    if (hasDisplay() && !parser.isSet(shotsOpt))
+        osgiTesting::setService(&firstPage);
+    else
+        osgiTesting::setLoginCredentials(userName, password);
+    if (user.value("loggedIn").toBool()) {
+        QString why;
+        if (!osgi::SignIn(userName, password, &why))
+            out << "cloud login of " << userName << " failed: " << why << "\n";
+    }
     out << "configuration: " << configFile << "\n"
         << "application directory: " << config.appDir << "\n"
         << "workspace: " << workspace << "\n";

@@ -2,6 +2,7 @@
 #include "FirstPageService.h"
 #include "osgiTesting.h"
 
+#include "HostServices.h"
 #include "Users.h"
 #include "mqcoreTesting.h"
 
@@ -16,6 +17,8 @@ struct Registry
     bool available = true;
     QStringList openProjects;
     int loginCalls = 0;
+    QString loginName;
+    QString loginPassword;
     QStringList openQuestions;
 };
 
@@ -43,6 +46,10 @@ void osgi::FirstPageService::Login(const QJsonObject& args)
 {
     Q_UNUSED(args)
     ++registry().loginCalls;
+    if (!registry().loginName.isEmpty()) {
+        SignIn(registry().loginName, registry().loginPassword);
+        return;
+    }
     // A declined prompt leaves whoever was signed in signed in.
     if (!mqcoreTesting::loginOutcome())
         return;
@@ -71,6 +78,25 @@ bool osgi::FirstPageService::IsFileNotOpened(const QString& nativePath) const
     return !IsProjectOpen(nativePath);
 }
 
+bool osgi::SignIn(const QString& name, const QString& password, QString* message)
+{
+    QString userId;
+    QString why;
+    if (!ServicesUtil::CloudLogin(name, password, &userId, &why)) {
+        if (message)
+            *message = why;
+        return false;
+    }
+    UserInfo* user = Users::Instance()->Mqy();
+    user->UserID = userId;
+    user->UserName = name;
+    user->RealName = name;
+    user->SetLogin(true);
+    if (message)
+        message->clear();
+    return true;
+}
+
 osgi::FirstPageService* osgi::ObjectHelper::GetService(const std::string& name)
 {
     static FirstPageService builtIn;
@@ -94,6 +120,12 @@ void osgiTesting::setServiceAvailable(bool available)
 void osgiTesting::setOpenProjects(const QStringList& nativePaths)
 {
     registry().openProjects = nativePaths;
+}
+
+void osgiTesting::setLoginCredentials(const QString& name, const QString& password)
+{
+    registry().loginName = name;
+    registry().loginPassword = password;
 }
 
 int osgiTesting::loginCalls()

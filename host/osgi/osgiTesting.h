@@ -18,12 +18,18 @@ OSGI_EXPORT void setServiceAvailable(bool available);
 // Native paths the built-in service reports as open in the suite.
 OSGI_EXPORT void setOpenProjects(const QStringList& nativePaths);
 
+// The built-in Login signs in with these credentials against the cloud-disk
+// service (as a user typing them into the login window would). An empty name
+// goes back to the outcome of mqcoreTesting::setLoginOutcome.
+OSGI_EXPORT void setLoginCredentials(const QString& name, const QString& password);
+
 // How often the built-in Login ran, and every path the built-in
 // IsProjectOpen was asked about, in call order.
 OSGI_EXPORT int loginCalls();
 OSGI_EXPORT QStringList openQuestions();
 
-// The built-in service, registered, no open projects, no record.
+// The built-in service, registered, no open projects, no credentials, no
+// record.
 OSGI_EXPORT void reset();
 
 } // namespace osgiTesting

@@ -1,0 +1,132 @@
+// The admin tool clouddiskctl, run as operators and scripts run it.
+#include "CloudDiskService.h"
+#include "clouddisksupport.h"
+
+#include <QProcess>
+#include <QtTest>
+
+using namespace cloudsupport;
+using clouddisk::Service;
+
+namespace {
+
+struct Run
+{
+    int code = -1;
+    QString out;
+    QString err;
+};
+
+Run ctl(const QString& data, const QStringList& args)
+{
+    QProcess p;
+    p.start(CLOUDDISKCTL, QStringList{"--data", data} + args);
+    Run r;
+    if (!p.waitForFinished(60000))
+        return r;
+    r.code = p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1;
+    r.out = QString::fromUtf8(p.readAllStandardOutput());
+    r.err = QString::fromUtf8(p.readAllStandardError());
+    return r;
+}
+
+} // namespace
+
+class tst_clouddisk_ctl : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void userAddPrintsTheIdAlone()
+    {
+        QTemporaryDir dir;
+        Run r = ctl(dir.path(), {"user", "add", "zhangsan", "secret"});
+        QCOMPARE(r.code, 0);
+        QCOMPARE(r.out, QStringLiteral("1\n"));
+        r = ctl(dir.path(), {"user", "add", "李四", "pw"});
+        QCOMPARE(r.out, QStringLiteral("2\n"));
+        // A taken name: non-zero, nothing on stdout.
+        r = ctl(dir.path(), {"user", "add", "zhangsan", "other"});
+        QVERIFY(r.code != 0);
+        QCOMPARE(r.out, QString());
+        QVERIFY(!r.err.isEmpty());
+        auto s = Service::open(dir.path());
+        QCOMPARE(s->checkPassword("zhangsan", "secret"), qint64(1));
+        QCOMPARE(s->checkPassword("李四", "pw"), qint64(2));
+    }
+
+    void enterprisesMembersRightsAndImport()
+    {
+        QTemporaryDir dir;
+        const QString data = dir.path() + "/data";
+        QTemporaryDir src;
+        QDir().mkpath(src.path() + "/图纸/内部");
+        QFile f(src.path() + "/图纸/内部/a.GCFG");
+        QVERIFY(f.open(QIODevice::WriteOnly));
+        f.write("drawing");
+        f.close();
+        QFile g(src.path() + "/readme.txt");
+        QVERIFY(g.open(QIODevice::WriteOnly));
+        g.write("hello");
+        g.close();
+
+        QCOMPARE(ctl(data, {"user", "add", "u1", "pw"}).code, 0);
+        QCOMPARE(ctl(data, {"user", "add", "u2", "pw"}).code, 0);
+        Run r = ctl(data, {"enterprise", "add", "甲公司"});
+        QCOMPARE(r.code, 0);
+        QCOMPARE(r.out, QStringLiteral("1\n"));
+        QCOMPARE(ctl(data, {"member", "add", "甲公司", "u1"}).code, 0);
+        QCOMPARE(ctl(data, {"member", "add", "1", "2"}).code, 0); // by ids
+        QCOMPARE(ctl(data, {"member", "list", "甲公司"}).out, QStringLiteral("1\tu1\n2\tu2\n"));
+        r = ctl(data, {"import", src.path(), "enterprise", "甲公司", "工程"});
+        QCOMPARE(r.code, 0);
+        QCOMPARE(r.out, QStringLiteral("2 files imported\n"));
+        QCOMPARE(ctl(data, {"import", src.path(), "user", "u2"}).code, 0);
+        QCOMPARE(ctl(data, {"right", "withdraw", "甲公司", "工程/图纸/内部", "u2", "enter"}).code, 0);
+        QCOMPARE(ctl(data, {"right", "withdraw", "甲公司", "工程/readme.txt", "u2", "download"}).code, 0);
+        QVERIFY(ctl(data, {"right", "withdraw", "甲公司", "工程/readme.txt", "u2", "fly"}).code != 0);
+        QVERIFY(ctl(data, {"right", "withdraw", "甲公司", "nope", "u2", "enter"}).code != 0);
+        r = ctl(data, {"right", "list", "甲公司"});
+        QCOMPARE(r.out.count('\n'), 2);
+        QVERIFY(r.out.contains("u2\tenter"));
+
+        r = ctl(data, {"tree", "enterprise", "甲公司"});
+        QCOMPARE(r.code, 0);
+        QVERIFY(r.out.startsWith(QStringLiteral("甲公司/")));
+        QVERIFY(r.out.contains(QStringLiteral("      内部/")));
+        QVERIFY(r.out.contains(QStringLiteral("a.GCFG")));
+        r = ctl(data, {"tree", "user", "u2", "图纸"});
+        QVERIFY(r.out.startsWith(QStringLiteral("图纸/")));
+
+        // What the service then answers.
+        auto s = Service::open(data);
+        const QJsonArray u2 = s->handle(2, enterpriseList(2)).value("data").toArray();
+        QVERIFY(find(u2, "a.GCFG").isEmpty()); // behind the closed folder
+        QCOMPARE(s->handle(2, enterpriseAuth(2, "1", idOf(find(u2, "readme.txt")))).value("msg").toString().contains("无法下载"), true);
+        const QJsonArray u1 = s->handle(1, enterpriseList(1)).value("data").toArray();
+        QVERIFY(!find(u1, "a.GCFG").isEmpty());
+
+        QCOMPARE(ctl(data, {"right", "grant", "甲公司", "工程/图纸/内部", "u2", "enter"}).code, 0);
+        QVERIFY(!find(s->handle(2, enterpriseList(2)).value("data").toArray(), "a.GCFG").isEmpty());
+        QCOMPARE(ctl(data, {"rm", "enterprise", "甲公司", "工程/图纸"}).code, 0);
+        QVERIFY(find(s->handle(1, enterpriseList(1)).value("data").toArray(), "a.GCFG").isEmpty());
+        QCOMPARE(ctl(data, {"member", "remove", "甲公司", "u2"}).code, 0);
+        QCOMPARE(s->handle(2, enterpriseList(2)).value("data").toArray().size(), 0);
+    }
+
+    void badUseExplains()
+    {
+        QTemporaryDir dir;
+        Run r = ctl(dir.path(), {"user"});
+        QCOMPARE(r.code, 2);
+        QVERIFY(r.err.contains("usage"));
+        r = ctl(dir.path(), {"frobnicate"});
+        QCOMPARE(r.code, 2);
+        QVERIFY(ctl(dir.path(), {"member", "add", "none", "none"}).code != 0);
+        QVERIFY(ctl(dir.path(), {"tree", "user", "none"}).code != 0);
+        QVERIFY(ctl(dir.path(), {"import", dir.path() + "/missing", "user", "none"}).code != 0);
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_clouddisk_ctl)
+#include "tst_clouddisk_ctl.moc"

@@ -1,0 +1,218 @@
+// The cloud-disk store: WAL journal, leftovers cleaned at start, and a
+// writer killed at any moment leaves no record pointing at missing or
+// partial contents.
+#include "CloudDiskService.h"
+#include "clouddisksupport.h"
+
+#include <QDirIterator>
+#include <QElapsedTimer>
+#include <QProcess>
+#include <QRandomGenerator>
+#include <QSqlDatabase>
+#include <QSqlQuery>
+#include <QtTest>
+
+using namespace cloudsupport;
+using clouddisk::Service;
+
+namespace {
+
+// A second, read-only look at the database, beside the service.
+struct Peek
+{
+    QString name;
+    explicit Peek(const QString& dataDir)
+        : name(QStringLiteral("peek-%1").arg(QRandomGenerator::global()->generate()))
+    {
+        QSqlDatabase db = QSqlDatabase::addDatabase("QSQLITE", name);
+        db.setDatabaseName(dataDir + "/clouddisk.sqlite");
+        db.open();
+    }
+    ~Peek() { QSqlDatabase::removeDatabase(name); }
+    QVariantList column(const QString& sql)
+    {
+        QVariantList out;
+        QSqlQuery q(QSqlDatabase::database(name));
+        q.exec(sql);
+        while (q.next())
+            out << q.value(0);
+        return out;
+    }
+};
+
+QStringList filesBelow(const QString& dir)
+{
+    QStringList out;
+    QDirIterator it(dir, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
+    while (it.hasNext())
+        out << QDir(dir).relativeFilePath(it.next());
+    out.sort();
+    return out;
+}
+
+bool writeFile(const QString& path, const QByteArray& data)
+{
+    QDir().mkpath(QFileInfo(path).absolutePath());
+    QFile f(path);
+    return f.open(QIODevice::WriteOnly) && f.write(data) == data.size();
+}
+
+} // namespace
+
+class tst_clouddisk_store : public QObject
+{
+    Q_OBJECT
+
+private:
+    // Every file node's contents exist, complete: the recorded size and the
+    // bytes of the local file of the same name. No temporary file is left.
+    void checkIntact(const QString& dataDir, const QString& sourceDir)
+    {
+        QString error;
+        auto service = Service::open(dataDir, &error);
+        QVERIFY2(service, qPrintable(error));
+        QCOMPARE(filesBelow(dataDir + "/tmp"), QStringList());
+        Peek peek(dataDir);
+        const QVariantList names = peek.column("SELECT name FROM nodes WHERE folder = 0 ORDER BY id");
+        const QVariantList blobs = peek.column("SELECT blob FROM nodes WHERE folder = 0 ORDER BY id");
+        const QVariantList sizes = peek.column("SELECT size FROM nodes WHERE folder = 0 ORDER BY id");
+        QCOMPARE(names.size(), blobs.size());
+        QSet<QString> referenced;
+        for (int i = 0; i < names.size(); ++i) {
+            const QString blob = blobs[i].toString();
+            referenced.insert(blob);
+            QFile f(dataDir + "/contents/" + blob.left(2) + "/" + blob);
+            QVERIFY2(f.open(QIODevice::ReadOnly), qPrintable(names[i].toString()));
+            const QByteArray contents = f.readAll();
+            QCOMPARE(qint64(contents.size()), sizes[i].toLongLong());
+            QFile src(sourceDir + "/" + names[i].toString());
+            QVERIFY(src.open(QIODevice::ReadOnly));
+            QCOMPARE(contents, src.readAll());
+        }
+        // And nothing unreferenced stays in the contents folder.
+        for (const QString& file : filesBelow(dataDir + "/contents"))
+            QVERIFY2(referenced.contains(QFileInfo(file).fileName()), qPrintable(file));
+    }
+
+private slots:
+    void journalIsWal()
+    {
+        Cloud c;
+        Peek peek(c.dataDir());
+        QCOMPARE(peek.column("PRAGMA journal_mode").value(0).toString(), QStringLiteral("wal"));
+    }
+
+    void leftoversCleanedAtStart()
+    {
+        QTemporaryDir dir;
+        const QString data = dir.path() + "/data";
+        qint64 keptFile = -1;
+        {
+            Cloud c(data);
+            keptFile = c.aliceFile;
+        }
+        // What a killed writer leaves: a part in tmp, contents renamed into
+        // place but never recorded, a stray file.
+        QVERIFY(writeFile(data + "/tmp/0123456789abcdef0123456789abcdef.part", "half"));
+        QVERIFY(writeFile(data + "/contents/ab/abababababababababababababababab", "never recorded"));
+        QVERIFY(writeFile(data + "/contents/stray", "x"));
+        const QStringList before = filesBelow(data + "/contents");
+        QString error;
+        auto service = Service::open(data, &error);
+        QVERIFY(service);
+        QCOMPARE(filesBelow(data + "/tmp"), QStringList());
+        QStringList expected = before;
+        expected.removeAll("ab/abababababababababababababababab");
+        expected.removeAll("stray");
+        QCOMPARE(filesBelow(data + "/contents"), expected);
+        QCOMPARE(expected.size(), 7);
+        QVERIFY(!service->prepareDownload(1, download("a", "/x", xzljOf(*service, keptFile))).contentsPath.isEmpty());
+    }
+
+    void recordWithoutContentsDroppedAtStart()
+    {
+        QTemporaryDir dir;
+        const QString data = dir.path() + "/data";
+        qint64 gone = -1;
+        QString blobPath;
+        {
+            Cloud c(data);
+            gone = c.bobFile;
+            blobPath = c.service->prepareDownload(c.bob, download("b", "/x", xzljOf(*c.service, gone))).contentsPath;
+        }
+        QVERIFY(QFile::remove(blobPath));
+        auto service = Service::open(data);
+        QVERIFY(service);
+        QVERIFY(service->subtree(gone).isEmpty());
+        Peek peek(data);
+        QCOMPARE(peek.column("SELECT count(*) FROM nodes WHERE folder = 0").value(0).toInt(), 6);
+    }
+
+    void leftoversKeptWhileAnotherServiceUsesTheFolder()
+    {
+        QTemporaryDir dir;
+        const QString data = dir.path() + "/data";
+        Cloud first(data);
+        // A second opener (the admin tool beside the server) must not take
+        // away what the first is writing right now.
+        QVERIFY(writeFile(data + "/tmp/feedfeedfeedfeedfeedfeedfeedfeed.part", "in flight"));
+        auto second = Service::open(data);
+        QVERIFY(second);
+        QCOMPARE(filesBelow(data + "/tmp"), QStringList{"feedfeedfeedfeedfeedfeedfeedfeed.part"});
+        second.reset();
+        first.service.reset();
+        // Alone again: cleaned.
+        auto third = Service::open(data);
+        QCOMPARE(filesBelow(data + "/tmp"), QStringList());
+    }
+
+    void unopenableFolderReported()
+    {
+        QTemporaryDir dir;
+        QVERIFY(writeFile(dir.path() + "/file", "x"));
+        QString error;
+        QVERIFY(!Service::open(dir.path() + "/file/data", &error));
+        QVERIFY(!error.isEmpty());
+        // Not a database.
+        QVERIFY(writeFile(dir.path() + "/bad/clouddisk.sqlite", QByteArray(4096, 'g')));
+        QVERIFY(!Service::open(dir.path() + "/bad", &error));
+        QVERIFY(!error.isEmpty());
+    }
+
+    void killedWriterLeavesNoPartialRecord()
+    {
+        // The admin tool imports a folder of files in a second process and is
+        // killed at random moments; each time the store opens intact.
+        QTemporaryDir dir;
+        const QString data = dir.path() + "/data";
+        const QString source = dir.path() + "/source";
+        for (int i = 0; i < 40; ++i) {
+            QByteArray contents(64 * 1024 + i * 4099, char('a' + i % 26));
+            contents.prepend(QByteArray::number(i));
+            QVERIFY(writeFile(source + QStringLiteral("/f%1.GCFG").arg(i), contents));
+        }
+        QProcess add;
+        add.start(CLOUDDISKCTL, {"--data", data, "user", "add", "u", "pw"});
+        QVERIFY(add.waitForFinished(30000));
+        QCOMPARE(add.exitCode(), 0);
+        auto* rng = QRandomGenerator::global();
+        for (int round = 0; round < 12; ++round) {
+            QProcess ctl;
+            ctl.start(CLOUDDISKCTL, {"--data", data, "import", source, "user", "u"});
+            QVERIFY(ctl.waitForStarted());
+            // Let it run for a random while, then kill it without warning.
+            QElapsedTimer t;
+            t.start();
+            const int ms = int(rng->bounded(20, 400));
+            ctl.waitForFinished(ms);
+            if (ctl.state() != QProcess::NotRunning) {
+                ctl.kill();
+                QVERIFY(ctl.waitForFinished(10000));
+            }
+            checkIntact(data, source);
+        }
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_clouddisk_store)
+#include "tst_clouddisk_store.moc"
