@@ -5,6 +5,8 @@
 #include <QStandardItem>
 #include <QtTest>
 
+#include <limits>
+
 namespace {
 
 void addRow(YunPanModel& m, const QString& name, const QString& size, const QString& kind)
@@ -55,6 +57,12 @@ void TestCloudModels::sizeTextToBytes_data()
     QTest::newRow("truncates") << "1.0009 KB" << qint64(1024);
     QTest::newRow("negative") << "-1 KB" << qint64(-1);
     QTest::newRow("words") << "abc" << qint64(-1);
+    QTest::newRow("2^63 bytes and more are held at the largest size")
+        << "100000000T" << std::numeric_limits<qint64>::max();
+    QTest::newRow("exactly 2^63 bytes") << "8388608 TB" << std::numeric_limits<qint64>::max();
+    QTest::newRow("just below 2^63 bytes") << "8388607 TB" << qint64(8388607) * 1024 * 1024 * 1024 * 1024;
+    QTest::newRow("digits past a double's range") << QString(400, QLatin1Char('9')) + QStringLiteral(" B")
+                                                 << std::numeric_limits<qint64>::max();
 }
 
 void TestCloudModels::sizeTextToBytes()

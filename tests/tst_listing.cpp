@@ -36,6 +36,8 @@ private slots:
     void badServiceAnswersGiveEmptyOrSkippedRows();
     void escapedAndUnicodeNamesDecodeExactly();
     void invalidUtf8IsJudgedLikeTheGeneralReader();
+    void itemsPastTheSixthAreJudgedLikeTheGeneralReader_data();
+    void itemsPastTheSixthAreJudgedLikeTheGeneralReader();
 
     void sizeDisplayText_data();
     void sizeDisplayText();
@@ -240,6 +242,33 @@ void TestListing::invalidUtf8IsJudgedLikeTheGeneralReader()
     }
 }
 
+void TestListing::itemsPastTheSixthAreJudgedLikeTheGeneralReader_data()
+{
+    QTest::addColumn<QByteArray>("answer");
+    QTest::addColumn<int>("records");
+    QTest::newRow("escape then invalid UTF-8") << QByteArray("[[\"a\",\"b\",\"c\",\"d\",\"e\",\"f\",\"\\t\xff\"]]") << 0;
+    // Qt's reader lets an unknown escape stand for its character.
+    QTest::newRow("unknown escape") << QByteArray("[[\"a\",\"b\",\"c\",\"d\",\"e\",\"f\",\"\\q\"]]") << 1;
+    QTest::newRow("cut unicode escape") << QByteArray("[[\"a\",\"b\",\"c\",\"d\",\"e\",\"f\",\"g\",\"\\u12\"]]") << 0;
+    QTest::newRow("plain invalid UTF-8") << QByteArray("[[\"a\",\"b\",\"c\",\"d\",\"e\",\"f\",\"\xc3\"]]") << 0;
+    QTest::newRow("good escapes") << QByteArray("[[\"a\",\"b\",\"c\",\"d\",\"e\",\"f\",\"\\t\\u00e9\xc3\xa9\"]]") << 1;
+}
+
+void TestListing::itemsPastTheSixthAreJudgedLikeTheGeneralReader()
+{
+    QFETCH(QByteArray, answer);
+    QFETCH(int, records);
+    QJsonParseError err;
+    QJsonDocument::fromJson(answer, &err);
+    QCOMPARE(err.error == QJsonParseError::NoError, records == 1);
+    answerDirRequests(answer);
+    const QList<FileInfo> files = getFilesByPath(QStringLiteral("/d"));
+    QCOMPARE(files.size(), records);
+    QList<FileInfo> scanned;
+    if (pfd::scanDirRows(answer, QStringLiteral("/d"), false, scanned))
+        QCOMPARE(scanned.size(), records);
+}
+
 void TestListing::sizeDisplayText_data()
 {
     QTest::addColumn<QString>("size");
@@ -258,6 +287,14 @@ void TestListing::sizeDisplayText_data()
     QTest::newRow("beyond TB") << "2199023255552KB" << "2048.00 TB";
     QTest::newRow("lower-case kb is no unit") << "2kb" << "0 B";
     QTest::newRow("1023 bytes") << "0.9990234375KB" << "1023 B";
+    // Texts that read as numbers but are no size are shown as an unreadable
+    // one; a huge negative size is written out, not converted.
+    QTest::newRow("nan") << "nanKB" << "0 B";
+    QTest::newRow("infinity") << "infKB" << "0 B";
+    QTest::newRow("negative infinity") << "-infKB" << "0 B";
+    QTest::newRow("past a double's range") << "1e400KB" << "0 B";
+    QTest::newRow("small negative") << "-1KB" << "-1024 B";
+    QTest::newRow("huge negative") << "-1e30KB" << "-1024000000000000020361855834783744 B";
 }
 
 void TestListing::sizeDisplayText()
@@ -280,6 +317,8 @@ void TestListing::sizeKilobytesForSorting_data()
     QTest::newRow("other unit") << "GCFG 文件" << "12MB" << -1.0;
     QTest::newRow("lower case") << "GCFG 文件" << "12kb" << -1.0;
     QTest::newRow("no number") << "GCFG 文件" << "xKB" << -1.0;
+    QTest::newRow("nan") << "GCFG 文件" << "nanKB" << -1.0;
+    QTest::newRow("infinity") << "GCFG 文件" << "infKB" << -1.0;
 }
 
 void TestListing::sizeKilobytesForSorting()

@@ -82,6 +82,7 @@ public:
             return atEnd();
         out.reserve(int((end - p) / 96));
         QString fields[6];
+        QString extra;
         KindInterner kinds;
         // Files written together share their time text; the last one is
         // remembered by where it stands in the answer, which outlives the scan.
@@ -120,7 +121,10 @@ public:
                         }
                         if (!escaped && !validUtf8(s, len, fields[n]))
                             return false;
-                    } else if (!escaped && !validUtf8(s, len, QString::fromUtf8(s, len))) {
+                    } else if (escaped ? !unescape(s, len, extra)
+                                       : !validUtf8(s, len, QString::fromUtf8(s, len))) {
+                        // Items past the sixth are not kept, but a bad one
+                        // still makes the general reader reject the answer.
                         return false;
                     }
                     ++n;
@@ -237,11 +241,20 @@ QList<FileInfo> parseGeneral(const QByteArray& json, const QString& parentPrefix
 
 namespace pfd {
 
+bool scanDirRows(const QByteArray& json, const QString& parentPrefix, bool driveList, QList<FileInfo>& out)
+{
+    out.clear();
+    RowScanner scanner(json);
+    if (scanner.scan(parentPrefix, driveList, out))
+        return true;
+    out.clear();
+    return false;
+}
+
 QList<FileInfo> parseDirRows(const QByteArray& json, const QString& parentPrefix, bool driveList)
 {
     QList<FileInfo> list;
-    RowScanner scanner(json);
-    if (scanner.scan(parentPrefix, driveList, list))
+    if (scanDirRows(json, parentPrefix, driveList, list))
         return list;
     return parseGeneral(json, parentPrefix, driveList);
 }

@@ -16,4 +16,10 @@ namespace pfd {
 PFD_EXPORT QList<FileInfo> parseDirRows(const QByteArray& json, const QString& parentPrefix,
                                         bool driveList);
 
+// The fast scanner alone: true with the records when the answer has the one
+// shape it reads, false (out empty) when only the general reader can tell.
+// Whenever it answers, the answer equals the general reader's.
+PFD_EXPORT bool scanDirRows(const QByteArray& json, const QString& parentPrefix, bool driveList,
+                            QList<FileInfo>& out);
+
 } // namespace pfd

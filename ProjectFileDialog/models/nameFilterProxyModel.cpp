@@ -6,6 +6,8 @@
 #include <QCollator>
 #include <QRegularExpression>
 
+#include <limits>
+
 namespace {
 
 QCollator& proxyCollator()
@@ -40,7 +42,12 @@ qint64 nameFilterProxyModel::sizeTextToBytes(const QString& text)
         factor = 1024.0 * 1024 * 1024;
     else if (unit == QLatin1String("T") || unit == QLatin1String("TB"))
         factor = 1024.0 * 1024 * 1024 * 1024;
-    return static_cast<qint64>(number * factor);
+    // Sizes of 2^63 bytes and more (or digits past a double's range) are
+    // held at the largest size there is, so they still sort last.
+    const double bytes = number * factor;
+    if (!(bytes < 9223372036854775808.0))
+        return std::numeric_limits<qint64>::max();
+    return static_cast<qint64>(bytes);
 }
 
 bool nameFilterProxyModel::lessThan(const QModelIndex& left, const QModelIndex& right) const

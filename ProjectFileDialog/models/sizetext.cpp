@@ -2,6 +2,8 @@
 
 #include "FileInfo.h"
 
+#include <cmath>
+
 namespace pfd {
 
 QString sizeDisplayText(const QString& size)
@@ -11,6 +13,10 @@ QString sizeDisplayText(const QString& size)
         return QString();
     text.remove(QStringLiteral("KB"), Qt::CaseSensitive);
     double value = text.trimmed().toDouble() * 1024.0;
+    // "nan", "inf" and numbers too large for a double are no size: shown as
+    // an unreadable text is.
+    if (!std::isfinite(value))
+        value = 0;
     static const char* const units[] = {"B", "KB", "MB", "GB", "TB"};
     int unit = 0;
     while (value >= 1024.0 && unit < 4) {
@@ -19,7 +25,11 @@ QString sizeDisplayText(const QString& size)
     }
     if (unit > 0)
         return QString::number(value, 'f', 2) + QLatin1Char(' ') + QLatin1String(units[unit]);
-    return QString::number(static_cast<qint64>(value)) + QStringLiteral(" B");
+    // Truncated to a whole number; a negative value past the range of a
+    // 64-bit integer is written out in full rather than converted.
+    if (value > -9.2e18)
+        return QString::number(static_cast<qint64>(value)) + QStringLiteral(" B");
+    return QString::number(std::trunc(value), 'f', 0) + QStringLiteral(" B");
 }
 
 double sizeKilobytes(const FileInfo& info)
@@ -29,7 +39,8 @@ double sizeKilobytes(const FileInfo& info)
         return -1;
     bool ok = false;
     const double kb = info.size.leftRef(info.size.size() - 2).trimmed().toDouble(&ok);
-    return ok ? kb : -1;
+    // "nanKB" and "infKB" read as numbers but order nothing.
+    return ok && std::isfinite(kb) ? kb : -1;
 }
 
 } // namespace pfd
