@@ -1,5 +1,7 @@
 #include "lsjl.h"
 
+#include <QSet>
+
 namespace pfd {
 
 QStringList splitHistoryLine(const QString& line)
@@ -41,6 +43,23 @@ bool parseHistoryLine(QString& path, QPair<QDateTime, QString>& row, const QStri
     row.first = historyDate(dateField);
     row.second = line;
     return true;
+}
+
+QStringList readHistoryLines(QIODevice& file)
+{
+    QStringList lines;
+    QSet<QString> seen;
+    while (!file.atEnd()) {
+        const QString line = QString::fromUtf8(file.readLine());
+        QString path;
+        QPair<QDateTime, QString> row;
+        // The first line of each project wins; dates do not reorder.
+        if (parseHistoryLine(path, row, line) && !seen.contains(path)) {
+            seen.insert(path);
+            lines << row.second;
+        }
+    }
+    return lines;
 }
 
 } // namespace pfd

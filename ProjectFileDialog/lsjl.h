@@ -4,6 +4,7 @@
 #include "pfd_global.h"
 
 #include <QDateTime>
+#include <QIODevice>
 #include <QPair>
 #include <QString>
 #include <QStringList>
@@ -22,5 +23,9 @@ PFD_EXPORT QDateTime historyDate(const QString& field);
 // a marked row (field 0 "bd" or "yp": marker, path, date, ...). On success
 // path and row (date, the whole line) are set.
 PFD_EXPORT bool parseHistoryLine(QString& path, QPair<QDateTime, QString>& row, const QString& line);
+
+// The accepted lines of an open history file, in file order, each with its
+// line terminator; of several lines for one path only the first is kept.
+PFD_EXPORT QStringList readHistoryLines(QIODevice& file);
 
 } // namespace pfd

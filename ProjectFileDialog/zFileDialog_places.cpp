@@ -17,7 +17,6 @@
 #include <QHeaderView>
 #include <QFile>
 #include <QListWidget>
-#include <QSet>
 #include <QStackedWidget>
 #include <QTableView>
 
@@ -215,17 +214,7 @@ void zFileDialog::readLsjlFile()
     QFile file(SharedInterface::GetAppPath() + QStringLiteral("/FileList.Ini"));
     if (!file.open(QIODevice::ReadOnly | QIODevice::Text))
         return;
-    QSet<QString> seen;
-    while (!file.atEnd()) {
-        const QString line = QString::fromUtf8(file.readLine());
-        QString path;
-        QPair<QDateTime, QString> row;
-        // The first line of each project wins; dates do not reorder.
-        if (parseOneRowLsjl(path, row, line) && !seen.contains(path)) {
-            seen.insert(path);
-            m_lsjlLines << row.second;
-        }
-    }
+    m_lsjlLines = pfd::readHistoryLines(file);
 }
 
 bool zFileDialog::parseOneRowLsjl(QString& path, QPair<QDateTime, QString>& row, const QString& line)

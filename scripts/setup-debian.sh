@@ -5,6 +5,11 @@ set -euo pipefail
 
 packages=(cmake g++ make qtbase5-dev qtbase5-dev-tools libqt5svg5-dev libqt5sql5-sqlite
           fonts-wqy-microhei xvfb xauth)
+# --sanitize: the sanitizer and fuzzing build (clang, its sanitizer and
+# libFuzzer runtimes, llvm-symbolizer for readable reports).
+if [ "${1:-}" = "--sanitize" ]; then
+  packages+=(clang libclang-rt-14-dev libfuzzer-14-dev llvm-14)
+fi
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
