@@ -1,10 +1,18 @@
 #include "fileInfoJsonUtil.h"
 
+#include <QDateTime>
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QRegularExpression>
 #include <QSaveFile>
 #include <QtDebug>
+
+#ifdef Q_OS_UNIX
+#include <unistd.h>
+#endif
 
 namespace {
 const int kMaxEntries = 10;
@@ -48,15 +56,110 @@ QJsonObject fileInfoJsonUtil::load(const QString& file)
     return doc.object();
 }
 
+namespace {
+
+enum class Aside { Written, Failed, CannotPlace };
+
+// The usual write: the whole document into a temporary file beside the store,
+// renamed over it only when every byte is on disk, so a kill or a full disk
+// mid-write leaves the old store as it was.
+Aside writeAside(const QString& file, const QByteArray& bytes)
+{
+    QSaveFile f(file);
+    if (!f.open(QIODevice::WriteOnly | QIODevice::Text | QIODevice::Unbuffered))
+        return Aside::CannotPlace;
+    // A write can report success for bytes still on their way; flush shows a
+    // full disk before commit could rename a cut-off file over the store.
+    if (f.write(bytes) != bytes.size() || !f.flush()) {
+        f.cancelWriting();
+        f.commit(); // removes the temporary file
+        return Aside::Failed;
+    }
+    if (f.commit())
+        return Aside::Written;
+    // A store held open elsewhere may refuse being replaced; the temporary
+    // file is gone again and the store untouched.
+    return f.error() == QFileDevice::RenameError ? Aside::CannotPlace : Aside::Failed;
+}
+
+bool syncToDisk(QFile& f)
+{
+#ifdef Q_OS_UNIX
+    return ::fsync(f.handle()) == 0;
+#else
+    return f.flush();
+#endif
+}
+
+// Where no temporary file can be placed (the store is writable, its folder
+// is not) the store is rewritten where it stands, so that it never loses a
+// byte on a full disk: the file never becomes shorter (blanks after the
+// document are still JSON, and a truncation could not be undone), and the
+// part past the old end is written first, so that running out of space
+// fails before any old byte was changed. The old bytes are overwritten only
+// then, which needs no new space.
+bool writeInPlace(const QString& file, const QByteArray& bytes)
+{
+    QFile f(file);
+    if (!f.open(QIODevice::ReadWrite | QIODevice::ExistingOnly | QIODevice::Unbuffered))
+        return false;
+    const QByteArray old = f.readAll();
+    if (f.error() != QFileDevice::NoError || old.size() != f.size())
+        return false;
+    QByteArray data = bytes;
+    if (data.size() < old.size())
+        data.append(QByteArray(old.size() - data.size(), ' '));
+    const qint64 tail = data.size() - old.size();
+    if (tail > 0
+        && (!f.seek(old.size()) || f.write(data.constData() + old.size(), tail) != tail || !syncToDisk(f))) {
+        f.resize(old.size());
+        return false;
+    }
+    if (!f.seek(0) || f.write(data.constData(), old.size()) != old.size() || !syncToDisk(f)) {
+        // Not expected where the old bytes already had their place; put
+        // them back as far as the device lets us.
+        f.seek(0);
+        f.write(old);
+        f.resize(old.size());
+        return false;
+    }
+    return true;
+}
+
+// A write killed between making its temporary file and renaming it leaves
+// "filecy.json.XXXXXX" behind. A young one may be another dialog's write in
+// progress, so only those untouched for a minute are removed.
+void removeLeftovers(const QString& file)
+{
+    const QFileInfo store(file);
+    const QString prefix = store.fileName() + QLatin1Char('.');
+    static const QRegularExpression tail(QStringLiteral("^[A-Za-z0-9]{6}$"));
+    const QDateTime old = QDateTime::currentDateTimeUtc().addSecs(-60);
+    const QFileInfoList entries = store.absoluteDir().entryInfoList(
+        {prefix + QStringLiteral("??????")}, QDir::Files | QDir::Hidden | QDir::System | QDir::NoSymLinks);
+    for (const QFileInfo& entry : entries) {
+        if (tail.match(entry.fileName().mid(prefix.size())).hasMatch() && entry.lastModified().toUTC() < old)
+            QFile::remove(entry.absoluteFilePath());
+    }
+}
+
+} // namespace
+
 bool fileInfoJsonUtil::save(const QString& file, const QJsonObject& object)
 {
-    // Written aside and renamed over the old file, so a crash or a full disk
-    // mid-write leaves the previous store whole.
-    QSaveFile f(file);
-    if (!f.open(QIODevice::WriteOnly | QIODevice::Text))
+    const QByteArray bytes = QJsonDocument(object).toJson(QJsonDocument::Indented);
+    switch (writeAside(file, bytes)) {
+    case Aside::Written:
+        break;
+    case Aside::Failed:
         return false;
-    f.write(QJsonDocument(object).toJson(QJsonDocument::Indented));
-    return f.commit();
+    case Aside::CannotPlace:
+        if (!writeInPlace(file, bytes))
+            return false;
+        break;
+    }
+    removeLeftovers(file);
+    return true;
 }
 
 void fileInfoJsonUtil::WriteJsonFromFileInfo(const QString& file, const QString& key, const FileInfo& info)

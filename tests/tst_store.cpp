@@ -8,6 +8,8 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
+#include <QRandomGenerator>
+#include <QScopeGuard>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -59,7 +61,9 @@ class TestStore : public QObject
     Q_OBJECT
 
 private slots:
+    void initTestCase();
     void init();
+    void cleanup();
 
     void recordRoundTripsSixMembers();
     void eleventhEntryDropsTheOldest();
@@ -80,19 +84,90 @@ private slots:
     void membersThatAreNotStringsReadEmpty();
     void largeStoreStillWorks();
     void unwritableFolderWarnsAndLeavesFile();
+    void storeInFixedFolderIsWrittenInPlace();
+    void inPlaceWriteNeverShortensTheFile();
     void removalAndRenameFailSilentlyWhenUnwritable();
     void twoProcessesNeverLeaveBrokenStore();
+    void fullDiskLeavesStoreWhole_data();
+    void fullDiskLeavesStoreWhole();
+    void killedWritesNeverBreakStore();
+    void leftoversGoWithTheNextWrite();
+    void cleanupTestCase();
 
 private:
     QTemporaryDir* m_dir = nullptr;
     QString m_store;
+    QStringList m_tempBefore;
+    int m_intact = 0;
+    int m_changed = 0;
 };
+
+namespace {
+
+QStringList ownTempFolders()
+{
+    return QDir(QDir::tempPath()).entryList({QCoreApplication::applicationName() + QStringLiteral("-*")},
+                                            QDir::Dirs | QDir::NoDotAndDotDot);
+}
+
+bool setImmutable(const QString& path, bool on)
+{
+    return QProcess::execute(QStringLiteral("chattr"), {on ? QStringLiteral("+i") : QStringLiteral("-i"), path}) == 0;
+}
+
+// Temporary files a write left beside the store.
+QStringList leftovers(const QString& folder)
+{
+    return QDir(folder).entryList({QStringLiteral("filecy.json.*")}, QDir::Files | QDir::Hidden, QDir::Name);
+}
+
+// A store as a user has it after a while: ten pins, ten recent projects, the
+// last folder and a key of some other version.
+void fillStore(const QString& store)
+{
+    for (int i = 0; i < 10; ++i) {
+        fileInfoJsonUtil::WriteJsonFromFileInfo(store, QStringLiteral("OftenUse"),
+                                                folder(QStringLiteral("pin%1").arg(i), QStringLiteral("/pins/%1").arg(i)));
+        FileInfo p = folder(QStringLiteral("预算%1.GCFX").arg(i), QStringLiteral("/projects/预算%1.GCFX").arg(i));
+        p.type = QStringLiteral("GCFX 文件");
+        p.size = QStringLiteral("12.5KB");
+        fileInfoJsonUtil::WriteJsonFromFileInfo(store, QStringLiteral("RecentFile"), p);
+    }
+    fileInfoJsonUtil::UpdateJsonFromLastPath(store, QStringLiteral("/projects"));
+    QJsonObject o = readObject(store);
+    o.insert(QStringLiteral("Theme"), QJsonObject{{"dark", true}});
+    writeRaw(store, QJsonDocument(o).toJson());
+}
+
+} // namespace
+
+void TestStore::initTestCase()
+{
+    m_tempBefore = ownTempFolders();
+}
+
+void TestStore::cleanupTestCase()
+{
+    qInfo("full-disk cases: %d left the store byte for byte as it was, %d wrote the change whole",
+          m_intact, m_changed);
+    QStringList left = ownTempFolders();
+    for (const QString& name : qAsConst(m_tempBefore))
+        left.removeAll(name);
+    QCOMPARE(left, QStringList());
+}
 
 void TestStore::init()
 {
-    delete m_dir;
     m_dir = new QTemporaryDir;
     m_store = m_dir->path() + QStringLiteral("/filecy.json");
+}
+
+void TestStore::cleanup()
+{
+    // Nothing of a test outlives it, immutable flags included.
+    QProcess::execute(QStringLiteral("chattr"), {QStringLiteral("-R"), QStringLiteral("-i"), m_dir->path()});
+    delete m_dir;
+    m_dir = nullptr;
 }
 
 void TestStore::recordRoundTripsSixMembers()
@@ -306,21 +381,63 @@ void TestStore::unwritableFolderWarnsAndLeavesFile()
     fileInfoJsonUtil::UpdateJsonFromLastPath(store, QStringLiteral("/a"));
     QCOMPARE(readRaw(blocker), QByteArray("file"));
 
-    // An existing store in a folder that may not change keeps its content.
+    // A store that may not change keeps its content, whatever its folder.
     writeRaw(m_store, R"({"LastPath": "/keep"})");
-    if (QProcess::execute(QStringLiteral("chattr"), {QStringLiteral("+i"), m_dir->path()}) == 0) {
+    if (setImmutable(m_store, true)) {
         QTest::ignoreMessage(QtWarningMsg, qPrintable(QStringLiteral("无法写入文件：") + m_store));
         fileInfoJsonUtil::UpdateJsonFromLastPath(m_store, QStringLiteral("/changed"));
-        QProcess::execute(QStringLiteral("chattr"), {QStringLiteral("-i"), m_dir->path()});
+        setImmutable(m_store, false);
         QCOMPARE(fileInfoJsonUtil::GetLastPathFromJson(m_store), QStringLiteral("/keep"));
     }
+}
+
+void TestStore::storeInFixedFolderIsWrittenInPlace()
+{
+    // No file can be made beside the store, but the store itself is
+    // writable: every kind of write still lands in it.
+    fillStore(m_store);
+    if (!setImmutable(m_dir->path(), true))
+        QSKIP("folders cannot be made immutable here");
+    fileInfoJsonUtil::UpdateJsonFromLastPath(m_store, QStringLiteral("/a/much/longer/last/folder/than/before"));
+    fileInfoJsonUtil::WriteJsonFromFileInfo(m_store, QStringLiteral("OftenUse"), folder("新", "/新"));
+    fileInfoJsonUtil::RemoveFileInfoFromJson(m_store, QStringLiteral("OftenUse"), QStringLiteral("/pins/5"));
+    fileInfoJsonUtil::RenameFileInfoInJson(m_store, QStringLiteral("OftenUse"), "/pins/6", "六", "/pins/六");
+    setImmutable(m_dir->path(), false);
+    const QJsonObject o = readObject(m_store);
+    QCOMPARE(o.value("LastPath").toString(), QStringLiteral("/a/much/longer/last/folder/than/before"));
+    QCOMPARE(paths(m_store, QStringLiteral("OftenUse")),
+             (QStringList{"/pins/1", "/pins/2", "/pins/3", "/pins/4", "/pins/六", "/pins/7", "/pins/8", "/pins/9", "/新"}));
+    QCOMPARE(paths(m_store, QStringLiteral("RecentFile")).size(), 10);
+    QVERIFY(o.value("Theme").isObject());
+    QCOMPARE(leftovers(m_dir->path()), QStringList());
+}
+
+void TestStore::inPlaceWriteNeverShortensTheFile()
+{
+    // Written in place, a shorter document is followed by blanks rather than
+    // the file being cut: a cut could not be undone on a full disk.
+    fillStore(m_store);
+    const qint64 size = QFileInfo(m_store).size();
+    if (!setImmutable(m_dir->path(), true))
+        QSKIP("folders cannot be made immutable here");
+    for (int i = 0; i < 10; ++i)
+        fileInfoJsonUtil::RemoveFileInfoFromJson(m_store, QStringLiteral("RecentFile"),
+                                                 QStringLiteral("/projects/预算%1.GCFX").arg(i));
+    setImmutable(m_dir->path(), false);
+    QCOMPARE(QFileInfo(m_store).size(), size);
+    QCOMPARE(fileInfoJsonUtil::GetArraySizeFromJson(m_store, QStringLiteral("RecentFile")), 0);
+    QCOMPARE(paths(m_store, QStringLiteral("OftenUse")).size(), 10);
+    QVERIFY(readRaw(m_store).trimmed().endsWith('}'));
+    // Once the folder may change again, the next write is compact again.
+    fileInfoJsonUtil::UpdateJsonFromLastPath(m_store, QStringLiteral("/x"));
+    QVERIFY(QFileInfo(m_store).size() < size);
 }
 
 void TestStore::removalAndRenameFailSilentlyWhenUnwritable()
 {
     writeRaw(m_store, R"({"OftenUse": [{"path": "/a"}]})");
-    if (QProcess::execute(QStringLiteral("chattr"), {QStringLiteral("+i"), m_dir->path()}) != 0)
-        QSKIP("folders cannot be made immutable here");
+    if (!setImmutable(m_store, true))
+        QSKIP("files cannot be made immutable here");
     static int warnings = 0;
     warnings = 0;
     const QtMessageHandler previous = qInstallMessageHandler([](QtMsgType type, const QMessageLogContext&, const QString&) {
@@ -330,7 +447,7 @@ void TestStore::removalAndRenameFailSilentlyWhenUnwritable()
     fileInfoJsonUtil::RemoveFileInfoFromJson(m_store, QStringLiteral("OftenUse"), QStringLiteral("/a"));
     fileInfoJsonUtil::RenameFileInfoInJson(m_store, QStringLiteral("OftenUse"), "/a", "b", "/b");
     qInstallMessageHandler(previous);
-    QProcess::execute(QStringLiteral("chattr"), {QStringLiteral("-i"), m_dir->path()});
+    setImmutable(m_store, false);
     QCOMPARE(warnings, 0);
     QCOMPARE(paths(m_store, QStringLiteral("OftenUse")), QStringList{"/a"});
 }
@@ -360,6 +477,171 @@ void TestStore::twoProcessesNeverLeaveBrokenStore()
     QVERIFY(o.value("OftenUse").toArray().size() <= 10);
     QVERIFY(o.value("RecentFile").toArray().size() <= 10);
     QVERIFY(o.value("LastPath").toString().startsWith(QLatin1String("/projects/")));
+}
+
+void TestStore::fullDiskLeavesStoreWhole_data()
+{
+    QTest::addColumn<QString>("way");
+    QTest::addColumn<QString>("op");
+    QTest::addColumn<bool>("inPlace");
+    for (const char* way : {"tmpfs", "file-size limit"}) {
+        for (const char* op : {"pin", "recent", "lastpath", "remove", "rename"}) {
+            for (bool inPlace : {false, true})
+                QTest::addRow("%s, %s, %s", way, op, inPlace ? "written in place" : "written aside")
+                    << QString::fromLatin1(way) << QString::fromLatin1(op) << inPlace;
+        }
+    }
+}
+
+void TestStore::fullDiskLeavesStoreWhole()
+{
+    QFETCH(QString, way);
+    QFETCH(QString, op);
+    QFETCH(bool, inPlace);
+    const QString disk = m_dir->path() + QStringLiteral("/disk");
+    QVERIFY(QDir().mkpath(disk));
+    const QString store = disk + QStringLiteral("/filecy.json");
+    bool mounted = false;
+    bool fixed = false;
+    auto undo = qScopeGuard([&] {
+        if (fixed)
+            setImmutable(disk, false);
+        if (mounted)
+            QProcess::execute(QStringLiteral("umount"), {QStringLiteral("-l"), disk});
+    });
+
+    QStringList limit;
+    if (way == QLatin1String("tmpfs")) {
+        // A small file system of its own, where the test may mount one.
+        QProcess mount;
+        mount.start(QStringLiteral("mount"), {QStringLiteral("-t"), QStringLiteral("tmpfs"), QStringLiteral("-o"),
+                                              QStringLiteral("size=64k,nr_inodes=64"), QStringLiteral("pfd-full"), disk});
+        mounted = mount.waitForFinished() && mount.exitStatus() == QProcess::NormalExit && mount.exitCode() == 0;
+        if (!mounted)
+            QSKIP("no file system can be mounted here; the file-size limit rows stand in");
+        fillStore(store);
+        // Every free page taken; written in place, every free inode too, so
+        // that no temporary file can be made.
+        QFile filler(disk + QStringLiteral("/filler"));
+        QVERIFY(filler.open(QIODevice::WriteOnly | QIODevice::Unbuffered));
+        const QByteArray page(4096, 'f');
+        while (filler.write(page) == page.size()) {
+        }
+        while (filler.write("f", 1) == 1) {
+        }
+        filler.close();
+        for (int i = 0; inPlace; ++i) {
+            QFile empty(disk + QStringLiteral("/inode%1").arg(i));
+            if (!empty.open(QIODevice::WriteOnly))
+                break;
+        }
+    } else {
+        // Writes past the store's present size fail as on a full disk.
+        fillStore(store);
+        limit << QStringLiteral("--fsize-limit") << QString::number(QFileInfo(store).size());
+        if (inPlace) {
+            fixed = setImmutable(disk, true);
+            if (!fixed)
+                QSKIP("folders cannot be made immutable here");
+        }
+    }
+    const QByteArray before = readRaw(store);
+    QVERIFY(!before.isEmpty());
+
+    QProcess writer;
+    writer.start(QStringLiteral(PFD_STOREWRITER), QStringList{store, QStringLiteral("--op"), op} + limit);
+    QVERIFY(writer.waitForFinished(60000));
+    QCOMPARE(writer.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(writer.exitCode(), 0);
+    const QString messages = QString::fromUtf8(writer.readAllStandardError());
+    if (fixed)
+        fixed = !setImmutable(disk, false);
+
+    const QByteArray after = readRaw(store);
+    QCOMPARE(leftovers(disk), QStringList());
+    const bool warned = messages.contains(QStringLiteral("无法写入文件：") + store);
+    if (after == before) {
+        // Only writes of pins, recent projects and the last folder say so.
+        QCOMPARE(warned, op == QLatin1String("pin") || op == QLatin1String("recent") || op == QLatin1String("lastpath"));
+        qInfo("%s: the store kept byte for byte", QTest::currentDataTag());
+        ++m_intact;
+        return;
+    }
+    // A change that found room is there whole, the rest kept.
+    QVERIFY(!warned);
+    qInfo("%s: the change written whole", QTest::currentDataTag());
+    ++m_changed;
+    QJsonParseError err;
+    const QJsonObject o = QJsonDocument::fromJson(after, &err).object();
+    QCOMPARE(err.error, QJsonParseError::NoError);
+    QVERIFY(o.value("Theme").isObject());
+    QCOMPARE(o.value("RecentFile").toArray().size(), 10);
+    const QStringList pins = paths(store, QStringLiteral("OftenUse"));
+    if (op == QLatin1String("remove"))
+        QVERIFY(pins.size() == 9 && !pins.contains(QStringLiteral("/pins/3")));
+    else
+        QCOMPARE(pins.size(), 10);
+    if (op == QLatin1String("lastpath"))
+        QVERIFY(o.value("LastPath").toString().startsWith(QLatin1String("/new/")));
+    else
+        QCOMPARE(o.value("LastPath").toString(), QStringLiteral("/projects"));
+}
+
+void TestStore::killedWritesNeverBreakStore()
+{
+    // A large store makes each write long enough for kills to land inside.
+    QJsonObject o;
+    o.insert(QStringLiteral("Padding"), QString(2 * 1024 * 1024, QLatin1Char('p')));
+    writeRaw(m_store, QJsonDocument(o).toJson());
+    QRandomGenerator random(20240305);
+    for (int round = 0; round < 12; ++round) {
+        QProcess writer;
+        writer.start(QStringLiteral(PFD_STOREWRITER), {m_store, QStringLiteral("K"), QStringLiteral("100000")});
+        QVERIFY(writer.waitForStarted());
+        // Waiting for the process to end with a timeout is no sleep to
+        // synchronise on: the writer never ends by itself this soon.
+        writer.waitForFinished(int(random.bounded(20, 120)));
+        writer.kill();
+        QVERIFY(writer.waitForFinished());
+        QJsonParseError err;
+        const QJsonObject stored = QJsonDocument::fromJson(readRaw(m_store), &err).object();
+        QCOMPARE(err.error, QJsonParseError::NoError);
+        QCOMPARE(stored.value("Padding").toString().size(), 2 * 1024 * 1024);
+    }
+    // Whatever the kills left beside the store is complete or not, but never
+    // the store; the next write takes it away once it is old enough.
+    for (const QString& name : leftovers(m_dir->path())) {
+        QFile f(m_dir->path() + QLatin1Char('/') + name);
+        QVERIFY(f.open(QIODevice::ReadWrite));
+        QVERIFY(f.setFileTime(QDateTime::currentDateTime().addSecs(-3600), QFileDevice::FileModificationTime));
+    }
+    fileInfoJsonUtil::UpdateJsonFromLastPath(m_store, QStringLiteral("/after"));
+    QCOMPARE(leftovers(m_dir->path()), QStringList());
+    QCOMPARE(fileInfoJsonUtil::GetLastPathFromJson(m_store), QStringLiteral("/after"));
+}
+
+void TestStore::leftoversGoWithTheNextWrite()
+{
+    fillStore(m_store);
+    const QByteArray complete = readRaw(m_store);
+    const QString dir = m_dir->path();
+    const QDateTime old = QDateTime::currentDateTime().addSecs(-3600);
+    auto make = [&](const QString& name, const QDateTime& when) {
+        writeRaw(dir + QLatin1Char('/') + name, complete);
+        QFile f(dir + QLatin1Char('/') + name);
+        QVERIFY(f.open(QIODevice::ReadWrite));
+        if (when.isValid())
+            QVERIFY(f.setFileTime(when, QFileDevice::FileModificationTime));
+    };
+    make(QStringLiteral("filecy.json.aB3xYz"), old);       // a killed write's file
+    make(QStringLiteral("filecy.json.Q9w8E7"), QDateTime()); // a write in progress
+    make(QStringLiteral("filecy.json.bak"), old);          // the user's own
+    make(QStringLiteral("filecy.json.aB3xYz1"), old);      // not of our making
+    QVERIFY(QDir().mkdir(dir + QStringLiteral("/filecy.json.dir123")));
+    fileInfoJsonUtil::UpdateJsonFromLastPath(m_store, QStringLiteral("/next"));
+    QCOMPARE(leftovers(dir),
+             (QStringList{"filecy.json.Q9w8E7", "filecy.json.aB3xYz1", "filecy.json.bak"}));
+    QVERIFY(QFileInfo(dir + QStringLiteral("/filecy.json.dir123")).isDir());
 }
 
 QTEST_MAIN(TestStore)
