@@ -165,6 +165,24 @@ char* writeTwoDigits(char* p, int v)
 namespace dirservice {
 namespace detail {
 
+bool isWellFormedUtf8(std::string_view text)
+{
+    const auto* s = reinterpret_cast<const unsigned char*>(text.data());
+    const std::size_t n = text.size();
+    std::size_t i = 0;
+    while (i < n) {
+        if (s[i] < 0x80) {
+            ++i;
+            continue;
+        }
+        const std::size_t len = utf8SequenceLength(s, i, n);
+        if (len == 0)
+            return false;
+        i += len;
+    }
+    return true;
+}
+
 void appendRow(QByteArray& out, std::string_view name, std::string_view time,
                std::string_view kind, std::string_view size, std::string_view target,
                std::string_view label)

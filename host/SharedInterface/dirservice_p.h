@@ -27,6 +27,9 @@ void appendRow(QByteArray& out, std::string_view name, std::string_view time, st
 SHAREDINTERFACE_EXPORT int formatSizeText(char* buf, quint64 bytes);
 int formatDateTime(char* buf, qint64 year, int month, int day, int hour, int minute, int second);
 void fileKindBytes(std::string_view name, std::string& kind);
+// Whether bytes are UTF-8 as a JSON reader accepts it (no overlong forms,
+// surrogates or code points past U+10FFFF).
+SHAREDINTERFACE_EXPORT bool isWellFormedUtf8(std::string_view text);
 } // namespace detail
 
 } // namespace dirservice

@@ -13,6 +13,7 @@
 #include <QFileInfo>
 #include <QStorageInfo>
 #include <QString>
+#include <QtDebug>
 
 #include <cerrno>
 #include <cstddef>
@@ -306,6 +307,7 @@ QByteArray readDirAll(const QString& dir)
     out.append('[');
 
     LocalClock clock;
+    int notUtf8 = 0; // entries left out for a name or target that is not UTF-8
     std::string kind;
     std::string linkText;
     QString absoluteDir; // filled when the first relative link needs it
@@ -320,10 +322,17 @@ QByteArray readDirAll(const QString& dir)
         // Hidden names, "." and ".." all start with a dot.
         if (name[0] == '.')
             continue;
+        const std::string_view nameView(name, std::strlen(name));
+        // A name in another encoding could only be shown decoded with
+        // replacement characters: a row for a file that is not there, and
+        // two such files alike. Such entries are left out.
+        if (!detail::isWellFormedUtf8(nameView)) {
+            ++notUtf8;
+            continue;
+        }
         struct stat st;
         if (::fstatat(dirFd, name, &st, AT_SYMLINK_NOFOLLOW) != 0)
             continue; // vanished since readdir, or not ours to see
-        const std::string_view nameView(name, std::strlen(name));
 
         std::string_view kindView;
         std::string_view sizeView;
@@ -334,6 +343,10 @@ QByteArray readDirAll(const QString& dir)
         } else if (S_ISLNK(st.st_mode)) {
             if (!readLinkText(dirFd, name, st.st_size, linkText))
                 continue;
+            if (!detail::isWellFormedUtf8(linkText)) {
+                ++notUtf8; // its target could not be named
+                continue;
+            }
             kindView = kShortcut;
             QString path = QFile::decodeName(QByteArray(linkText.data(), int(linkText.size())));
             if (!path.startsWith(QLatin1Char('/'))) {
@@ -365,6 +378,8 @@ QByteArray readDirAll(const QString& dir)
     }
     ::closedir(stream);
     out.append(']');
+    if (notUtf8 > 0)
+        qWarning().noquote() << QStringLiteral("目录服务：%1 中有 %2 个名称不是 UTF-8 的条目未列出").arg(dir).arg(notUtf8);
     return out;
 }
 
