@@ -1,10 +1,11 @@
 #include "fileops.h"
+#include "fileops_p.h"
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QSaveFile>
 #include <QSet>
+#include <QTemporaryFile>
 
 #include <memory>
 
@@ -94,31 +95,43 @@ bool copyContents(const QString& source, const QString& dest, bool replace)
     QFile in(source);
     if (!in.open(QIODevice::ReadOnly | QIODevice::Unbuffered))
         return false;
-    // The new content goes to a temporary file beside dest; only a complete
-    // copy is moved over the name, so a failure leaves dest as it was.
-    QSaveFile out(dest);
-    if (!out.open(QIODevice::WriteOnly | QIODevice::Unbuffered))
+    // The new content goes to a hidden temporary file beside dest; only a
+    // complete copy is moved over the name, so a failure leaves dest as it
+    // was and no half-written file under its name.
+    QTemporaryFile out(destInfo.absolutePath() + QStringLiteral("/.") + destInfo.fileName() + QStringLiteral(".XXXXXX"));
+    out.setAutoRemove(false);
+    if (!out.open())
         return false;
+    const QString temporary = out.fileName();
+    bool ok = detail::copyData(in, out) && out.flush();
+    out.close();
+    ok = ok && out.error() == QFileDevice::NoError;
+    // Checked again at the last moment: a folder may have taken the name.
+    ok = ok && !QFileInfo(dest).isDir() && (replace || !QFileInfo::exists(dest));
+    ok = ok && QFile::setPermissions(temporary, in.permissions()) && detail::renameOver(temporary, dest);
+    if (!ok)
+        QFile::remove(temporary);
+    return ok;
+}
+
+namespace detail {
+
+bool copyDataByBlocks(QFile& in, QFile& out)
+{
     constexpr qint64 chunk = 1 << 20;
     std::unique_ptr<char[]> buffer(new char[chunk]);
     for (;;) {
         const qint64 got = in.read(buffer.get(), chunk);
-        if (got < 0) {
-            out.cancelWriting();
+        if (got < 0)
             return false;
-        }
         if (got == 0)
-            break;
-        if (out.write(buffer.get(), got) != got) {
-            out.cancelWriting();
+            return true;
+        if (out.write(buffer.get(), got) != got)
             return false;
-        }
     }
-    if (!out.commit())
-        return false;
-    QFile::setPermissions(dest, in.permissions());
-    return true;
 }
+
+} // namespace detail
 
 bool copyFile(const QString& source, const QString& dest, QString& lastName, bool keepName)
 {

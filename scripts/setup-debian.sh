@@ -1,10 +1,12 @@
 #!/usr/bin/env bash
 # Installs what building, testing and running the demo need on Debian 12,
-# only when something is missing. Safe to run again.
+# only when something is missing. Safe to run again. xclip and dbus serve
+# the clipboard and session-bus tests, which start Xvfb and dbus-daemon.
 set -euo pipefail
 
 packages=(cmake g++ make qtbase5-dev qtbase5-dev-tools libqt5svg5-dev libqt5sql5-sqlite
-          fonts-wqy-microhei xvfb xauth)
+          fonts-wqy-microhei xvfb xauth
+          xclip dbus)
 # --sanitize: the sanitizer and fuzzing build (clang, its sanitizer and
 # libFuzzer runtimes, llvm-symbolizer for readable reports).
 if [ "${1:-}" = "--sanitize" ]; then

@@ -2,20 +2,27 @@
 // Driving the table's file menu from a test: a right click on the table's
 // viewport opens the real menu; what it shows is read while it is open, and
 // the chosen entry runs once it has closed, as after a user's click.
+#include "testsupport.h"
+
 #include "dialogs/OpenProject.h"
 #include "fileModelLocal.h"
+#include "zBaseControlTesting.h"
+#include "zControlTesting.h"
 #include "zFileDialogUi.h"
 
 #include <QAction>
 #include <QApplication>
+#include <QClipboard>
 #include <QContextMenuEvent>
 #include <QDir>
 #include <QFile>
 #include <QHash>
 #include <QMenu>
+#include <QMimeData>
 #include <QPointer>
 #include <QTableView>
 #include <QTimer>
+#include <QUrl>
 #include <QtTest>
 
 namespace filemenusupport {
@@ -149,6 +156,53 @@ inline QByteArray readFile(const QString& path)
 inline QStringList entries(const QString& dir)
 {
     return QDir(dir).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden | QDir::System, QDir::Name);
+}
+
+// One test's own folder under home, a private application directory and
+// scripted message boxes.
+struct Case
+{
+    QString root;
+    testsupport::AppDir* app = nullptr;
+
+    void start(const QString& home)
+    {
+        static int n = 0;
+        root = home + QStringLiteral("/case%1").arg(++n);
+        QDir().mkpath(root);
+        app = new testsupport::AppDir;
+        zBaseControlTesting::setScaleFactor(1.0);
+        zControlTesting::setMessageBoxScripted(true);
+        zControlTesting::clearMessageBoxCalls();
+        zFileDialog::iClickedBtn = 2;
+    }
+    void stop()
+    {
+        delete app;
+        app = nullptr;
+        zBaseControlTesting::reset();
+        zControlTesting::reset();
+    }
+};
+
+// Local files on the clipboard as a URL list, as a file manager puts them.
+inline void putOnClipboard(const QStringList& paths)
+{
+    QList<QUrl> urls;
+    for (const QString& p : paths)
+        urls << QUrl::fromLocalFile(p);
+    auto* data = new QMimeData;
+    data->setUrls(urls);
+    QApplication::clipboard()->setMimeData(data);
+}
+
+inline FileInfo record(const QString& path, const QString& type)
+{
+    FileInfo f;
+    f.name = QFileInfo(path).fileName();
+    f.type = type;
+    f.path = path;
+    return f;
 }
 
 } // namespace filemenusupport

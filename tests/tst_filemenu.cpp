@@ -29,14 +29,6 @@ const QString kRefresh = QStringLiteral("刷新");
 const QString kPin = QStringLiteral("固定到“常用”");
 const QString kUnpin = QStringLiteral("从“常用”移除");
 
-FileInfo record(const QString& path, const QString& type)
-{
-    FileInfo f;
-    f.name = QFileInfo(path).fileName();
-    f.type = type;
-    f.path = path;
-    return f;
-}
 
 } // namespace
 
@@ -70,8 +62,7 @@ private slots:
 
 private:
     QTemporaryDir m_home;
-    QString m_root;
-    AppDir* m_app = nullptr;
+    Case m_case;
     QStringList m_revealed;
 };
 
@@ -82,16 +73,11 @@ void TestFileMenu::initTestCase()
 
 void TestFileMenu::init()
 {
-    static int n = 0;
-    m_root = m_home.path() + QStringLiteral("/case%1").arg(++n);
-    writeFile(m_root + QStringLiteral("/a.txt"), "a");
-    writeFile(m_root + QStringLiteral("/b.GCFX"), "b");
-    QVERIFY(QDir().mkpath(m_root + QStringLiteral("/folder")));
-    QVERIFY(QFile::link(m_root + QStringLiteral("/folder"), m_root + QStringLiteral("/link")));
-    m_app = new AppDir;
-    zBaseControlTesting::setScaleFactor(1.0);
-    zControlTesting::setMessageBoxScripted(true);
-    zFileDialog::iClickedBtn = 2;
+    m_case.start(m_home.path());
+    writeFile(m_case.root + QStringLiteral("/a.txt"), "a");
+    writeFile(m_case.root + QStringLiteral("/b.GCFX"), "b");
+    QVERIFY(QDir().mkpath(m_case.root + QStringLiteral("/folder")));
+    QVERIFY(QFile::link(m_case.root + QStringLiteral("/folder"), m_case.root + QStringLiteral("/link")));
     m_revealed.clear();
     pfd::setShowInFileManagerHandler([this](const QString& path) { m_revealed << path; });
     QApplication::clipboard()->clear();
@@ -100,9 +86,7 @@ void TestFileMenu::init()
 void TestFileMenu::cleanup()
 {
     pfd::setShowInFileManagerHandler({});
-    delete m_app;
-    m_app = nullptr;
-    zBaseControlTesting::reset();
+    m_case.stop();
     zControlTesting::reset();
 }
 
@@ -110,7 +94,7 @@ void TestFileMenu::menuIsBuiltOnceWithItsEntriesInOrder()
 {
     Probe d;
     d.show();
-    showFolder(d, m_root);
+    showFolder(d, m_case.root);
     QVERIFY(!d.ui->fileMenu);
     const MenuSeen first = rightClick(d, rowPoint(d, QString()));
     QVERIFY(first.shown);
@@ -131,7 +115,7 @@ void TestFileMenu::menuIsBuiltOnceWithItsEntriesInOrder()
     {
         Probe* other = new Probe;
         other->show();
-        showFolder(*other, m_root);
+        showFolder(*other, m_case.root);
         rightClick(*other, rowPoint(*other, QString()));
         QPointer<zBaseMenu> otherMenu(other->ui->fileMenu);
         QVERIFY(otherMenu);
@@ -145,7 +129,7 @@ void TestFileMenu::cloudViewHasNoMenu()
 {
     Probe d;
     d.show();
-    showFolder(d, m_root);
+    showFolder(d, m_case.root);
     d.m_currentDir = QStringLiteral("个人云盘\\项目");
     const MenuSeen seen = rightClick(d, rowPoint(d, QString()));
     QVERIFY(!seen.shown);
@@ -156,7 +140,7 @@ void TestFileMenu::emptySpaceInFolder()
 {
     Probe d;
     d.show();
-    showFolder(d, m_root);
+    showFolder(d, m_case.root);
     QVERIFY(!d.ui->tableView->currentIndex().isValid());
     const MenuSeen seen = rightClick(d, rowPoint(d, QString()));
     QVERIFY(seen.shown);
@@ -190,8 +174,8 @@ void TestFileMenu::emptySpaceOnComputer()
 
 void TestFileMenu::emptySpaceOnRecentList()
 {
-    fileInfoJsonUtil::WriteJsonFromFileInfo(m_app->store(), QStringLiteral("RecentFile"),
-                                            record(m_root + QStringLiteral("/b.GCFX"), QStringLiteral("GCFX 文件")));
+    fileInfoJsonUtil::WriteJsonFromFileInfo(m_case.app->store(), QStringLiteral("RecentFile"),
+                                            record(m_case.root + QStringLiteral("/b.GCFX"), QStringLiteral("GCFX 文件")));
     Probe d;
     d.show();
     d.slotBtnRecentClicked();
@@ -210,7 +194,7 @@ void TestFileMenu::folderRow()
 {
     Probe d;
     d.show();
-    showFolder(d, m_root);
+    showFolder(d, m_case.root);
     makeCurrent(d, QStringLiteral("folder"));
     const MenuSeen seen = rightClick(d, rowPoint(d, QStringLiteral("folder")));
     QCOMPARE(d.forMenuCalls, 1);
@@ -226,7 +210,7 @@ void TestFileMenu::plainFileRow()
 {
     Probe d;
     d.show();
-    showFolder(d, m_root);
+    showFolder(d, m_case.root);
     makeCurrent(d, QStringLiteral("a.txt"));
     const MenuSeen seen = rightClick(d, rowPoint(d, QStringLiteral("a.txt")));
     for (const QString& t : {kShowInFolder, kCopyName, kCopyPath, kCopy, kPaste})
@@ -254,13 +238,13 @@ void TestFileMenu::driveRow()
 
 void TestFileMenu::recentListFileAndFolderRows()
 {
-    fileInfoJsonUtil::WriteJsonFromFileInfo(m_app->store(), QStringLiteral("RecentFile"),
-                                            record(m_root + QStringLiteral("/b.GCFX"), QStringLiteral("GCFX 文件")));
-    fileInfoJsonUtil::WriteJsonFromFileInfo(m_app->store(), QStringLiteral("RecentFile"),
-                                            record(m_root + QStringLiteral("/folder"), QStringLiteral("文件夹")));
+    fileInfoJsonUtil::WriteJsonFromFileInfo(m_case.app->store(), QStringLiteral("RecentFile"),
+                                            record(m_case.root + QStringLiteral("/b.GCFX"), QStringLiteral("GCFX 文件")));
+    fileInfoJsonUtil::WriteJsonFromFileInfo(m_case.app->store(), QStringLiteral("RecentFile"),
+                                            record(m_case.root + QStringLiteral("/folder"), QStringLiteral("文件夹")));
     Probe d;
     d.show();
-    showFolder(d, m_root);
+    showFolder(d, m_case.root);
     d.slotBtnRecentClicked();
     d.ui->localModel->setNameFilters({QStringLiteral("*.*")});
     d.ui->localModel->applyNameFilters();
@@ -283,7 +267,7 @@ void TestFileMenu::rowUnderMouseIsNotTheCurrentRow()
 {
     Probe d;
     d.show();
-    showFolder(d, m_root);
+    showFolder(d, m_case.root);
     makeCurrent(d, QStringLiteral("a.txt"));
     // The click lands on the folder; the rules and the slots follow a.txt.
     const MenuSeen seen = rightClick(d, rowPoint(d, QStringLiteral("folder")), kCopyName);
@@ -295,25 +279,25 @@ void TestFileMenu::rowUnderMouseIsNotTheCurrentRow()
 
 void TestFileMenu::pinnedFolderReadsRemoveOtherSpellingReadsPin()
 {
-    fileInfoJsonUtil::WriteJsonFromFileInfo(m_app->store(), QStringLiteral("OftenUse"),
-                                            record(m_root + QStringLiteral("/folder"), QStringLiteral("文件夹")));
+    fileInfoJsonUtil::WriteJsonFromFileInfo(m_case.app->store(), QStringLiteral("OftenUse"),
+                                            record(m_case.root + QStringLiteral("/folder"), QStringLiteral("文件夹")));
     Probe d;
     d.show();
-    showFolder(d, m_root);
+    showFolder(d, m_case.root);
     makeCurrent(d, QStringLiteral("folder"));
     MenuSeen seen = rightClick(d, rowPoint(d, QStringLiteral("folder")), kUnpin);
     QVERIFY(seen.texts.contains(kUnpin));
     QVERIFY(seen.visible.value(kUnpin));
-    QCOMPARE(fileInfoJsonUtil::GetArraySizeFromJson(m_app->store(), QStringLiteral("OftenUse")), 0);
+    QCOMPARE(fileInfoJsonUtil::GetArraySizeFromJson(m_case.app->store(), QStringLiteral("OftenUse")), 0);
     seen = rightClick(d, rowPoint(d, QStringLiteral("folder")));
     QVERIFY(seen.texts.contains(kPin));
     // Pinned again under another spelling of the same folder: the row's
     // own path is not pinned, so the entry offers to pin it.
-    fileInfoJsonUtil::WriteJsonFromFileInfo(m_app->store(), QStringLiteral("OftenUse"),
-                                            record(m_root + QStringLiteral("/./folder"), QStringLiteral("文件夹")));
+    fileInfoJsonUtil::WriteJsonFromFileInfo(m_case.app->store(), QStringLiteral("OftenUse"),
+                                            record(m_case.root + QStringLiteral("/./folder"), QStringLiteral("文件夹")));
     Probe other;
     other.show();
-    showFolder(other, m_root);
+    showFolder(other, m_case.root);
     makeCurrent(other, QStringLiteral("folder"));
     seen = rightClick(other, rowPoint(other, QStringLiteral("folder")));
     QVERIFY(seen.texts.contains(kPin));
@@ -324,16 +308,16 @@ void TestFileMenu::copyNamePathAndUrlList()
 {
     Probe d;
     d.show();
-    showFolder(d, m_root);
+    showFolder(d, m_case.root);
     makeCurrent(d, QStringLiteral("a.txt"));
     rightClick(d, rowPoint(d, QStringLiteral("a.txt")), kCopyName);
     QCOMPARE(QApplication::clipboard()->text(), QStringLiteral("a.txt"));
     rightClick(d, rowPoint(d, QStringLiteral("a.txt")), kCopyPath);
-    QCOMPARE(QApplication::clipboard()->text(), QDir::toNativeSeparators(m_root + QStringLiteral("/a.txt")));
+    QCOMPARE(QApplication::clipboard()->text(), QDir::toNativeSeparators(m_case.root + QStringLiteral("/a.txt")));
     rightClick(d, rowPoint(d, QStringLiteral("a.txt")), kCopy);
     const QMimeData* data = QApplication::clipboard()->mimeData();
     QVERIFY(data);
-    QCOMPARE(data->urls(), QList<QUrl>{QUrl::fromLocalFile(m_root + QStringLiteral("/a.txt"))});
+    QCOMPARE(data->urls(), QList<QUrl>{QUrl::fromLocalFile(m_case.root + QStringLiteral("/a.txt"))});
     QCOMPARE(data->formats(), QStringList{QStringLiteral("text/uri-list")});
 }
 
@@ -341,10 +325,10 @@ void TestFileMenu::copyOfVanishedFileLeavesClipboard()
 {
     Probe d;
     d.show();
-    showFolder(d, m_root);
+    showFolder(d, m_case.root);
     makeCurrent(d, QStringLiteral("a.txt"));
     QApplication::clipboard()->setText(QStringLiteral("before"));
-    QVERIFY(QFile::remove(m_root + QStringLiteral("/a.txt")));
+    QVERIFY(QFile::remove(m_case.root + QStringLiteral("/a.txt")));
     rightClick(d, rowPoint(d, QStringLiteral("a.txt")), kCopy);
     QCOMPARE(QApplication::clipboard()->text(), QStringLiteral("before"));
     QVERIFY(!QApplication::clipboard()->mimeData()->hasUrls());
@@ -352,7 +336,7 @@ void TestFileMenu::copyOfVanishedFileLeavesClipboard()
 
 void TestFileMenu::clipboardLocalFilesInOrder()
 {
-    const QString other = m_home.path() + QStringLiteral("/other") + QFileInfo(m_root).fileName();
+    const QString other = m_home.path() + QStringLiteral("/other") + QFileInfo(m_case.root).fileName();
     writeFile(other + QStringLiteral("/z.txt"), "z");
     writeFile(other + QStringLiteral("/y.txt"), "y");
     auto* data = new QMimeData;
@@ -361,11 +345,11 @@ void TestFileMenu::clipboardLocalFilesInOrder()
     QApplication::clipboard()->setMimeData(data);
     Probe d;
     d.show();
-    showFolder(d, m_root);
+    showFolder(d, m_case.root);
     rightClick(d, rowPoint(d, QString()), kPaste);
-    QCOMPARE(readFile(m_root + QStringLiteral("/z.txt")), QByteArray("z"));
-    QCOMPARE(readFile(m_root + QStringLiteral("/y.txt")), QByteArray("y"));
-    QVERIFY(!QFileInfo::exists(m_root + QStringLiteral("/x.txt")));
+    QCOMPARE(readFile(m_case.root + QStringLiteral("/z.txt")), QByteArray("z"));
+    QCOMPARE(readFile(m_case.root + QStringLiteral("/y.txt")), QByteArray("y"));
+    QVERIFY(!QFileInfo::exists(m_case.root + QStringLiteral("/x.txt")));
     // The last item is the one selected.
     QCOMPARE(currentName(d), QStringLiteral("y.txt"));
 }
@@ -374,26 +358,26 @@ void TestFileMenu::openLocationOfRow()
 {
     Probe d;
     d.show();
-    showFolder(d, m_root);
+    showFolder(d, m_case.root);
     makeCurrent(d, QStringLiteral("b.GCFX"));
     rightClick(d, rowPoint(d, QStringLiteral("b.GCFX")), kShowInFolder);
-    QCOMPARE(m_revealed, QStringList{QDir::toNativeSeparators(m_root + QStringLiteral("/b.GCFX"))});
+    QCOMPARE(m_revealed, QStringList{QDir::toNativeSeparators(m_case.root + QStringLiteral("/b.GCFX"))});
 }
 
 void TestFileMenu::openLocationWithNoRowOpensCurrentFolder()
 {
     Probe d;
     d.show();
-    showFolder(d, m_root);
+    showFolder(d, m_case.root);
     rightClick(d, rowPoint(d, QString()), kShowInFolder);
-    QCOMPARE(m_revealed, QStringList{QDir::toNativeSeparators(m_root)});
+    QCOMPARE(m_revealed, QStringList{QDir::toNativeSeparators(m_case.root)});
 }
 
 void TestFileMenu::renameEditsNameInPlace()
 {
     Probe d;
     d.show();
-    showFolder(d, m_root);
+    showFolder(d, m_case.root);
     makeCurrent(d, QStringLiteral("a.txt"));
     d.ui->tableView->setCurrentIndex(rowIndex(d, QStringLiteral("a.txt")).sibling(rowIndex(d, QStringLiteral("a.txt")).row(), 2));
     rightClick(d, rowPoint(d, QStringLiteral("a.txt")), QStringLiteral("重命名"));
@@ -402,16 +386,16 @@ void TestFileMenu::renameEditsNameInPlace()
     QCOMPARE(editor->text(), QStringLiteral("a.txt"));
     editor->setText(QStringLiteral("renamed.txt"));
     QTest::keyClick(editor, Qt::Key_Return);
-    QTRY_VERIFY(QFileInfo::exists(m_root + QStringLiteral("/renamed.txt")));
-    QVERIFY(!QFileInfo::exists(m_root + QStringLiteral("/a.txt")));
+    QTRY_VERIFY(QFileInfo::exists(m_case.root + QStringLiteral("/renamed.txt")));
+    QVERIFY(!QFileInfo::exists(m_case.root + QStringLiteral("/a.txt")));
 }
 
 void TestFileMenu::refreshListsAgain()
 {
     Probe d;
     d.show();
-    showFolder(d, m_root);
-    writeFile(m_root + QStringLiteral("/late.txt"), "late");
+    showFolder(d, m_case.root);
+    writeFile(m_case.root + QStringLiteral("/late.txt"), "late");
     QVERIFY(!rowIndex(d, QStringLiteral("late.txt")).isValid());
     rightClick(d, rowPoint(d, QString()), kRefresh);
     QVERIFY(rowIndex(d, QStringLiteral("late.txt")).isValid());

@@ -12,14 +12,21 @@
 
 #include <QAbstractButton>
 #include <QApplication>
+#include <QClipboard>
+#include <QContextMenuEvent>
+#include <QCursor>
 #include <QDir>
 #include <QHBoxLayout>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QMenu>
+#include <QMimeData>
 #include <QPainter>
 #include <QTableView>
+#include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
+#include <QUrl>
 
 #include <functional>
 
@@ -88,6 +95,119 @@ void clickArrow(AddressItem* item)
 {
     const QPoint arrow(item->segmentTextWidth() + item->height() / 2, item->height() / 2);
     QTest::mouseClick(item, Qt::LeftButton, {}, arrow);
+}
+
+// The table's file menu over a folder row, a file row, empty space and the
+// recent list, and the paste's replace question.
+void fileMenuShots(const QString& dir, const QString& workspace, QStringList& written)
+{
+    QVector<QStringList> open = openGroups();
+    whileDialogRuns(
+        [&] { zFileDialog::getOpenFileName(nullptr, workspace + QStringLiteral("/预算"), open.data(), open.size()); },
+        [&](zFileDialog* d) {
+            auto* table = d->findChild<QTableView*>(QStringLiteral("FileDialog"));
+            auto rowOf = [table](const QString& name) {
+                for (int r = 0; r < table->model()->rowCount(); ++r) {
+                    if (table->model()->index(r, 0).data().toString() == name)
+                        return table->model()->index(r, 0);
+                }
+                return table->model()->index(0, 0);
+            };
+            // Right-clicks at point (viewport), pictures the menu, closes it.
+            auto menuShot = [&](const QPoint& point, const QString& name) {
+                QCursor::setPos(table->viewport()->mapToGlobal(point));
+                auto* poll = new QTimer;
+                QObject::connect(poll, &QTimer::timeout, [&, poll] {
+                    auto* menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
+                    if (!menu)
+                        return;
+                    poll->stop();
+                    poll->deleteLater();
+                    // Offscreen there is no real cursor: put the menu where
+                    // the click was, opening upwards where it would leave
+                    // the window, as it does near a screen's edge.
+                    QPoint at = table->viewport()->mapToGlobal(point);
+                    const int bottom = d->mapToGlobal(QPoint(0, d->height() - 14)).y();
+                    if (at.y() + menu->height() > bottom)
+                        at.setY(at.y() - menu->height());
+                    menu->move(at);
+                    QApplication::processEvents();
+                    save(withPopup(d, menu), dir, name, written);
+                    menu->close();
+                });
+                poll->start(10);
+                QContextMenuEvent event(QContextMenuEvent::Mouse, point, table->viewport()->mapToGlobal(point));
+                QApplication::sendEvent(table->viewport(), &event);
+            };
+            auto rowPoint = [table](const QModelIndex& index) {
+                return table->visualRect(index).center() - QPoint(table->visualRect(index).width() / 4, 0);
+            };
+
+            d->updateCurrentPath(workspace, zFileDialog::tracing);
+            QApplication::processEvents();
+            QModelIndex row = rowOf(QStringLiteral("预算"));
+            table->setCurrentIndex(row);
+            menuShot(rowPoint(row), QStringLiteral("file-menu-folder-row.png"));
+
+            d->updateCurrentPath(workspace + QStringLiteral("/预算"), zFileDialog::tracing);
+            QApplication::processEvents();
+            row = table->model()->index(0, 0);
+            for (int r = 0; r < table->model()->rowCount(); ++r) {
+                if (table->model()->index(r, 2).data().toString() != QStringLiteral("文件夹")) {
+                    row = table->model()->index(r, 0);
+                    break;
+                }
+            }
+            table->setCurrentIndex(row);
+            menuShot(rowPoint(row), QStringLiteral("file-menu-file-row.png"));
+
+            table->setCurrentIndex(QModelIndex());
+            menuShot(QPoint(table->viewport()->width() / 2, table->viewport()->height() - 60),
+                     QStringLiteral("file-menu-empty-space.png"));
+
+            d->slotBtnRecentClicked();
+            QApplication::processEvents();
+            if (table->model()->rowCount() > 0) {
+                row = table->model()->index(0, 0);
+                table->setCurrentIndex(row);
+                menuShot(rowPoint(row), QStringLiteral("file-menu-recent.png"));
+            }
+            d->onDesktopButton();
+
+            // Paste a project onto itself from another folder: the replace
+            // question, declined.
+            d->updateCurrentPath(workspace + QStringLiteral("/预算"), zFileDialog::tracing);
+            QApplication::processEvents();
+            QString existing;
+            for (int r = 0; r < table->model()->rowCount() && existing.isEmpty(); ++r) {
+                if (table->model()->index(r, 2).data().toString() != QStringLiteral("文件夹"))
+                    existing = table->model()->index(r, 0).data().toString();
+            }
+            if (!existing.isEmpty()) {
+                QTemporaryDir other;
+                const QString copy = other.path() + QLatin1Char('/') + existing;
+                QFile::copy(workspace + QStringLiteral("/预算/") + existing, copy);
+                auto* data = new QMimeData;
+                data->setUrls({QUrl::fromLocalFile(copy)});
+                QApplication::clipboard()->setMimeData(data);
+                table->setCurrentIndex(QModelIndex());
+                auto* boxPoll = new QTimer;
+                QObject::connect(boxPoll, &QTimer::timeout, [boxPoll, &dir, &written] {
+                    QWidget* box = QApplication::activeModalWidget();
+                    if (!box || box->objectName() != QLatin1String("zMessageBox"))
+                        return;
+                    boxPoll->stop();
+                    boxPoll->deleteLater();
+                    save(box->grab(), dir, QStringLiteral("replace-question.png"), written);
+                    if (auto* no = box->findChild<QAbstractButton*>(QStringLiteral("zMessageBoxNo")))
+                        no->click();
+                });
+                boxPoll->start(10);
+                d->slotPaste();
+                QApplication::clipboard()->clear();
+            }
+            d->onCancelButton();
+        });
 }
 
 } // namespace
@@ -189,6 +309,7 @@ QStringList takeScreenshots(const QString& dir, const QString& workspace)
             save(d->grab(), dir, QStringLiteral("save-typed-name.png"), written);
             d->onCancelButton();
         });
+    fileMenuShots(dir, workspace, written);
     return written;
 }
 

@@ -1,0 +1,19 @@
+#pragma once
+// The two steps of a copy that each platform does its own way.
+#include <QString>
+
+class QFile;
+
+namespace fileops {
+namespace detail {
+
+// Copies the rest of in to out, both open; false on any read or write error.
+bool copyData(QFile& in, QFile& out);
+// The portable block-by-block copy that copyData falls back on.
+bool copyDataByBlocks(QFile& in, QFile& out);
+// Moves the complete file from over to, replacing an existing file at to in
+// one step; a folder at to is never replaced.
+bool renameOver(const QString& from, const QString& to);
+
+} // namespace detail
+} // namespace fileops

@@ -1,0 +1,20 @@
+#include "fileops_p.h"
+
+#include <QDir>
+#include <QFile>
+
+#include <windows.h>
+
+bool fileops::detail::copyData(QFile& in, QFile& out)
+{
+    return copyDataByBlocks(in, out);
+}
+
+bool fileops::detail::renameOver(const QString& from, const QString& to)
+{
+    const QString a = QDir::toNativeSeparators(from);
+    const QString b = QDir::toNativeSeparators(to);
+    return MoveFileExW(reinterpret_cast<const wchar_t*>(a.utf16()), reinterpret_cast<const wchar_t*>(b.utf16()),
+                       MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)
+           != 0;
+}
