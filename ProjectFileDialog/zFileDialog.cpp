@@ -86,7 +86,9 @@ void zFileDialog::buildConnections()
     connect(ui->currentProjectButton, &QAbstractButton::clicked, this, &zFileDialog::oncurrentProjectPathButton);
     connect(ui->currentProjectButton, &QAbstractButton::clicked, this, [this] {
         ui->stackedWidget->setCurrentIndex(0);
-        setTableModel(ui->localModel);
+        // A cloud project's place is a cloud folder, shown by the cloud table.
+        if (!isCloudPath(m_currentDir))
+            setTableModel(ui->localModel);
         m_isRecent = false;
     });
     connect(ui->backButton, &QAbstractButton::clicked, this, &zFileDialog::onBackwardsButton);
@@ -357,12 +359,6 @@ void zFileDialog::slotDoubleClicked(QModelIndex)
 void zFileDialog::openField()
 {
     onOkButton();
-}
-
-void zFileDialog::onOkButton()
-{
-    // Local choices are the project dialogs' own; cloud choices arrive with
-    // the cloud disk.
 }
 
 void zFileDialog::onCancelButton()

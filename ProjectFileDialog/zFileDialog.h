@@ -93,6 +93,8 @@ public:
 
     // Sync snapshot of the dialog's state for the host, after each call.
     static void TbServerMsg(QString path);
+    // The snapshot TbServerMsg builds (and drops).
+    static QJsonObject TbServerSnapshot(const QString& path);
 
     // ---- the cloud disk, through the host's request channel ----------------
     // Each sends one request, blocks until the host answers and returns the
@@ -113,6 +115,15 @@ public:
     static QJsonObject IsExistDownLoadfile(const QString& fileName, const QString& pathPrat);
     static QJsonObject downLoadYunpanFile(const QString& fileName, const QString& filePath, const QString& Iscover,
                                           const QString& xzlj);
+
+    // Whether a display path lies in the personal / enterprise cloud.
+    static bool IsGrYunPanFile(QString path);
+    static bool IsQyYunPanFile(QString path);
+    // Whether the file a cloud path names (label first) is in the tree.
+    static bool getYunPanFileIsExit(const QStringList& segments, QJsonArray tree);
+    // Uploads the project the host saved at the staging path the dialog
+    // handed out; true on success. Blocks under a progress window.
+    static bool SaveToYunPanData(QString filePath);
 
     // Gives the pinned-folder button that stands for oldPath its new name.
     void RenameDirBtnByPath(const QString& oldPath, const QString& newName, const QString& newPath);
@@ -190,6 +201,19 @@ private slots:
 protected:
     static QString getDialogPathMsg(QJsonObject object);
 
+    // ---- cloud views ----------------------------------------------------------
+    // Shows one cloud level in the table under the display path.
+    void updateYunpanData(QJsonArray nodes, const QString& path, TracAction action);
+    // Reloads the tree and shows the current cloud path again.
+    void refreshCloudStorageTableData(bool personal);
+    // The login gate of the cloud places.
+    bool getIsLogin();
+    // The level a cloud path reaches in tree; sets the folder and enterprise
+    // ids of the last folder entered. *reached: the path actually reached.
+    QJsonArray loadCurrentPath(const QStringList& segments, const QJsonArray& tree, QString* reached);
+    // A cancel while a cloud download runs is only noted; see onOkButton.
+    void done(int result) override;
+
     bool eventFilter(QObject* watched, QEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
     void mousePressEvent(QMouseEvent* event) override;
@@ -237,8 +261,13 @@ protected:
 
     QJsonArray m_yunpanLevel;     // the cloud level the table shows
     QJsonArray m_yunpanRoot;      // the tree the last list request returned
-    QJsonArray m_yunpanGrData;
-    QJsonArray m_yunpanQyData;
+    QJsonArray m_yunpanGrData;    // the personal tree, its root unwrapped
+    QJsonArray m_yunpanQyData;    // the enterprises and their trees
+    QString m_yunpanGrRootId;     // "wjjid" of the personal root
+    bool m_yunpanGrLoaded = false;
+    bool m_yunpanQyLoaded = false;
+    bool m_cloudBusy = false;         // onOkButton waits for a download
+    bool m_cancelledWhileBusy = false; // the dialog was cancelled meanwhile
 
     QList<QPair<int, QString>> m_backStack; // (place code, path), newest last
     QHash<zBaseTab*, QStringList> m_recentTabMap;
@@ -283,7 +312,16 @@ private:
 
 private:
     void buildConnections();
-    void showEmptyCloud(const QString& root);
+    // Cloud places: the table in cloud mode, entering a cloud, the accept
+    // branches, the download.
+    void showCloudTable();
+    bool loadCloudTree(bool personal);
+    void enterCloud(bool personal);
+    void openCloudChoice(const QStringList& parts, const QString& name);
+    void saveCloudChoice(const QStringList& parts, const QString& name);
+    bool cloudFileExists(bool personal, const QStringList& segments);
+    void downloadCloudFile(const QJsonObject& node, const QStringList& parts);
+    void hideCloudIdColumns();
     void initTabToSuffixMap();
     void initRecentTab();
     void onRecentTab(zBaseTab* tab);

@@ -261,10 +261,16 @@ void zFileDialog::onCompleterChoosed(QString path)
 void zFileDialog::slotRefresh()
 {
     const QStringList parts = segments(m_currentDir);
-    if (ui->companyYunButton->isChecked() || ui->personYunButton->isChecked()
-        || (!parts.isEmpty() && (parts.first() == kEnterpriseCloud || parts.first() == kPersonalCloud))) {
-        // Cloud listings are refreshed by the cloud disk, which is not
-        // reachable from this build: nothing to do.
+    if (ui->companyYunButton->isChecked()) {
+        refreshCloudStorageTableData(false);
+        return;
+    }
+    if (ui->personYunButton->isChecked()) {
+        refreshCloudStorageTableData(true);
+        return;
+    }
+    if (!parts.isEmpty() && (parts.first() == kEnterpriseCloud || parts.first() == kPersonalCloud)) {
+        refreshCloudStorageTableData(parts.first() == kPersonalCloud);
         return;
     }
     updateCurrentPath(m_currentDir, tracing);
@@ -316,6 +322,8 @@ void zFileDialog::onFigureTriggered(QAction* action)
         ui->headerView->show();
         for (int c = 0; c < ui->tableView->model()->columnCount(); ++c)
             ui->tableView->showColumn(c);
+        // The cloud table's ids and folder flags are never shown.
+        hideCloudIdColumns();
         ui->listAction->setChecked(false);
         ui->detailAction->setChecked(true);
     }

@@ -50,8 +50,8 @@ QString zFileDialog::getCurrentPath()
 }
 
 void zFileDialog::SetCurrentPath(const QString& path) { s_currentPath = path; }
-QString zFileDialog::GetFilePath() { return filepath; }
-void zFileDialog::SetFilePath(const QString& path) { filepath = path; }
+QString zFileDialog::GetFilePath() { return s_fileYunPanPath; }
+void zFileDialog::SetFilePath(const QString& path) { s_fileYunPanPath = path; }
 QString zFileDialog::GetFilePid() { return s_filePid; }
 void zFileDialog::SetFilePid(const QString& pid) { s_filePid = pid; }
 QString zFileDialog::GetQyid() { return s_qyid; }
@@ -61,6 +61,12 @@ void zFileDialog::TbServerMsg(QString path)
 {
     // The host's sync service reads this snapshot in other builds; here it is
     // made and dropped, which keeps the call harmless for every caller.
+    const QJsonObject snapshot = TbServerSnapshot(path);
+    Q_UNUSED(snapshot)
+}
+
+QJsonObject zFileDialog::TbServerSnapshot(const QString& path)
+{
     QJsonObject pending;
     for (auto it = mapYunPanData.constBegin(); it != mapYunPanData.constEnd(); ++it) {
         const SaveYunpanData& d = it.value();
@@ -70,19 +76,18 @@ void zFileDialog::TbServerMsg(QString path)
                                    {"strUserName", d.strUserName}, {"strQyId", d.strQyId},
                                    {"strWjjId", d.strWjjId}});
     }
-    const QJsonObject snapshot{{"path", path},
-                               {"clickedBtn", iClickedBtn},
-                               {"sort", i_sort},
-                               {"sortCol", i_Column},
-                               {"userName", userName},
-                               {"yunpanFile", yunpanFile},
-                               {"userId", userId},
-                               {"filepath", filepath},
-                               {"isHistoryOpen", isHistoryOpen},
-                               {"fileYunPanPath", s_fileYunPanPath},
-                               {"filePid", s_filePid},
-                               {"qyid", s_qyid},
-                               {"currentPath", getCurrentPath()},
-                               {"mapYunPanData", pending}};
-    Q_UNUSED(snapshot)
+    return QJsonObject{{"path", path},
+                       {"clickedBtn", iClickedBtn},
+                       {"sort", i_sort},
+                       {"sortCol", i_Column},
+                       {"userName", userName},
+                       {"yunpanFile", yunpanFile},
+                       {"userId", userId},
+                       {"filepath", filepath},
+                       {"isHistoryOpen", isHistoryOpen},
+                       {"fileYunPanPath", s_fileYunPanPath},
+                       {"filePid", s_filePid},
+                       {"qyid", s_qyid},
+                       {"currentPath", getCurrentPath()},
+                       {"mapYunPanData", pending}};
 }

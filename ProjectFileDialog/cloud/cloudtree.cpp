@@ -6,6 +6,8 @@ namespace pfd {
 namespace cloud {
 
 const QString kRootNodeName = QStringLiteral("根目录");
+const QString kPersonalLabel = QStringLiteral("个人云盘");
+const QString kEnterpriseLabel = QStringLiteral("企业云盘");
 
 QString nodeText(const QJsonObject& node, const QString& key)
 {

@@ -14,6 +14,9 @@ namespace cloud {
 
 // The name of the personal tree's top node.
 PFD_EXPORT extern const QString kRootNodeName; // "根目录"
+// The first segments of the two clouds' display paths.
+PFD_EXPORT extern const QString kPersonalLabel;   // "个人云盘"
+PFD_EXPORT extern const QString kEnterpriseLabel; // "企业云盘"
 
 PFD_EXPORT bool isFolderNode(const QJsonObject& node);
 // "wjjid", "wjlx" and the other string keys, whatever JSON type they came

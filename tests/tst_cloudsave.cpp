@@ -1,0 +1,446 @@
+// Saving a project to the cloud through a scripted cloud: the save branch
+// of the accept handler, the staging path, the upload with its progress
+// window, busy marks and messages, recovery of a project the cloud did not
+// take, hostile names, and the sync snapshot.
+#include "cloudscript.h"
+#include "dialogsupport.h"
+#include "testsupport.h"
+
+#include "HostServices.h"
+#include "dialogs/SaveProject.h"
+#include "mqcoreTesting.h"
+#include "osgiTesting.h"
+#include "zBaseButton.h"
+#include "zBaseControlTesting.h"
+#include "zBaseLineEdit.h"
+#include "zControlTesting.h"
+#include "zFileDialogUi.h"
+
+#include <QDirIterator>
+#include <QTableView>
+#include <QtTest>
+
+using namespace dialogsupport;
+using namespace testsupport;
+using namespace cloudscript;
+
+namespace {
+
+class Probe : public SaveProject
+{
+public:
+    using zFileDialog::m_currentDir;
+    using zFileDialog::ui;
+};
+
+void write(const QString& path, const QByteArray& bytes)
+{
+    QDir().mkpath(QFileInfo(path).absolutePath());
+    QFile f(path);
+    QVERIFY(f.open(QIODevice::WriteOnly));
+    f.write(bytes);
+}
+
+// Every file under a folder, relative, with its bytes.
+QMap<QString, QByteArray> snapshot(const QString& root)
+{
+    QMap<QString, QByteArray> files;
+    QDirIterator it(root, QDir::Files | QDir::Hidden | QDir::System, QDirIterator::Subdirectories);
+    while (it.hasNext()) {
+        const QString path = it.next();
+        const QString relative = QDir(root).relativeFilePath(path);
+        if (!relative.startsWith(QLatin1String("log/"))) // the host's log grows on its own
+            files.insert(relative, contentOf(path));
+    }
+    return files;
+}
+
+} // namespace
+
+class TestCloudSave : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void init();
+    void cleanup();
+
+    // the save branch
+    void stagingPathMirrorsTheCloudPath();
+    void nameOfOnlyAnExtensionIsRefused();
+    void overwriteQuestionAnsweredNoStays();
+    void overwriteQuestionAnsweredYesStages();
+    void enterpriseRootRunsTheOverwriteTestThenAsksForAnEnterprise();
+    void enterpriseFolderStagesWithItsEnterprise();
+    void listRefusalStopsTheSave();
+    void hostileNameStaysInsideTheStagingTree();
+
+    // the upload
+    void uploadSendsBothRequestsAndRemovesTheStagedFile();
+    void uploadMarksBusyAndShowsProgress();
+    void uploadRefusedShowsTheMessageAndRecoversTheProject();
+    void secondStageFailureCountsAsSuccessButKeepsTheProject();
+    void emptyRepliesCountAsSuccess();
+    void emptyEnterpriseIdUsesThePersonalMethods();
+    void enterpriseUploadUsesTheEnterpriseMethods();
+    void largeFileSizeIsTruncatedTo32Bits();
+    void fileOutsideTheStagingTreeIsNeverRemoved();
+    void hostileCloudNameKeepsItsRealNameInTheCloud();
+    void filePathAccessorsUseTheCloudPath();
+    void snapshotWithEmptyMapHasEmptyObject();
+
+    // end to end
+    void saveNewProjectThenUpload();
+
+private:
+    QTemporaryDir m_home;
+    AppDir* m_app = nullptr;
+    cloudscript::Cloud* m_cloud = nullptr;
+};
+
+void TestCloudSave::initTestCase()
+{
+    cloudscript::useHome(m_home);
+}
+
+void TestCloudSave::init()
+{
+    m_app = new AppDir;
+    cloudscript::resetHost(false);
+    m_cloud = new cloudscript::Cloud(m_app->path(), QStringLiteral("1024"));
+}
+
+void TestCloudSave::cleanup()
+{
+    delete m_cloud;
+    m_cloud = nullptr;
+    delete m_app;
+    m_app = nullptr;
+    cloudscript::releaseHost();
+}
+
+// ---- the save branch ------------------------------------------------------------------------
+
+void TestCloudSave::stagingPathMirrorsTheCloudPath()
+{
+    Probe d;
+    d.onPersonYunButton();
+    choose(d, {"工程"});
+    d.ui->fileNameEdit->setText("新工程.GCFX");
+    d.onOkButton();
+    const QString folder = m_app->path() + QStringLiteral("/cfg/DownloadCloudDiskFile/1024/个人云盘/工程");
+    QVERIFY(QFileInfo(folder).isDir());
+    QCOMPARE(d.resultPath(), folder + QStringLiteral("/新工程.GCFX"));
+    QCOMPARE(zFileDialog::GetFilePath(), QStringLiteral("个人云盘\\工程\\新工程.GCFX"));
+    QCOMPARE(zFileDialog::iClickedBtn, 4);
+    QCOMPARE(zFileDialog::GetFilePid(), QStringLiteral("f1"));
+}
+
+void TestCloudSave::nameOfOnlyAnExtensionIsRefused()
+{
+    Probe d;
+    d.onPersonYunButton();
+    m_cloud->clearMethods();
+    d.ui->fileNameEdit->setText(".GCFG");
+    d.onOkButton();
+    QCOMPARE(lastBox().kind, QStringLiteral("warning"));
+    QCOMPARE(lastBox().text, QStringLiteral("文件名不能为空"));
+    QVERIFY(m_cloud->methods().isEmpty());
+    QCOMPARE(d.resultPath(), QString());
+}
+
+void TestCloudSave::overwriteQuestionAnsweredNoStays()
+{
+    zControlTesting::setMessageBoxAnswers({1});
+    Probe d;
+    d.onPersonYunButton();
+    d.ui->fileNameEdit->setText("根.GCFX");
+    d.onOkButton();
+    QCOMPARE(lastBox().kind, QStringLiteral("question"));
+    QCOMPARE(lastBox().text, QStringLiteral("同名工程文件已经存在，是否覆盖？"));
+    QCOMPARE(d.resultPath(), QString());
+    QCOMPARE(zFileDialog::GetFilePath(), QString());
+}
+
+void TestCloudSave::overwriteQuestionAnsweredYesStages()
+{
+    zControlTesting::setMessageBoxAnswers({0});
+    Probe d;
+    d.onPersonYunButton();
+    d.ui->fileNameEdit->setText("根.GCFX");
+    d.onOkButton();
+    QCOMPARE(lastBox().kind, QStringLiteral("question"));
+    QCOMPARE(d.resultPath(), m_cloud->stagingRoot() + QStringLiteral("/个人云盘/根.GCFX"));
+}
+
+void TestCloudSave::enterpriseRootRunsTheOverwriteTestThenAsksForAnEnterprise()
+{
+    m_cloud->state().enterprise.append(cloudscript::file("根.GCFZ", "z", 1));
+    zControlTesting::setMessageBoxAnswers({0});
+    Probe d;
+    d.onCompanyYunButton();
+    m_cloud->clearMethods();
+    d.ui->fileNameEdit->setText("根.GCFZ");
+    d.onOkButton();
+    QCOMPARE(m_cloud->methods(), (QStringList{"getenterpriselistforclouddisk", "getenterpriselistforclouddisk"}));
+    const auto calls = zControlTesting::messageBoxCalls();
+    QCOMPARE(calls.size(), 2);
+    QCOMPARE(calls.at(0).kind, QStringLiteral("question"));
+    QCOMPARE(calls.at(1).kind, QStringLiteral("information"));
+    QCOMPARE(calls.at(1).text, QStringLiteral("请选择企业"));
+    QCOMPARE(d.resultPath(), QString());
+}
+
+void TestCloudSave::enterpriseFolderStagesWithItsEnterprise()
+{
+    Probe d;
+    d.onCompanyYunButton();
+    choose(d, {"甲公司", "设计部"});
+    d.ui->fileNameEdit->setText("新.GCFZ");
+    d.onOkButton();
+    QCOMPARE(d.resultPath(), m_cloud->stagingRoot() + QStringLiteral("/企业云盘/甲公司/设计部/新.GCFZ"));
+    QCOMPARE(zFileDialog::iClickedBtn, 3);
+    QCOMPARE(zFileDialog::GetQyid(), QStringLiteral("q1"));
+}
+
+void TestCloudSave::listRefusalStopsTheSave()
+{
+    Probe d;
+    d.onPersonYunButton();
+    m_cloud->state().replies.insert("personcloudgetfiledirforclouddisk", QJsonObject{{"code", 2}, {"msg", "未授权"}});
+    d.ui->fileNameEdit->setText("x.GCFX");
+    d.onOkButton();
+    QCOMPARE(lastBox().kind, QStringLiteral("warning"));
+    QCOMPARE(lastBox().text, QStringLiteral("未授权"));
+    QCOMPARE(d.resultPath(), QString());
+}
+
+void TestCloudSave::hostileNameStaysInsideTheStagingTree()
+{
+    m_cloud->state().personal.append(cloudscript::folder("..", "h1", QJsonArray{}));
+    const QMap<QString, QByteArray> before = snapshot(m_app->path());
+    Probe d;
+    d.onPersonYunButton();
+    choose(d, {".."});
+    QCOMPARE(d.m_currentDir, QStringLiteral("个人云盘\\.."));
+    d.ui->fileNameEdit->setText("../../../逃.GCFX");
+    d.onOkButton();
+    const QString result = d.resultPath();
+    QCOMPARE(result, m_cloud->stagingRoot() + QStringLiteral("/个人云盘/__/.._.._.._逃.GCFX"));
+    QCOMPARE(zFileDialog::GetFilePath(), QStringLiteral("个人云盘\\..\\../../../逃.GCFX"));
+    QVERIFY(pfd::cloud::isInsideFolder(result, m_cloud->stagingRoot()));
+    // Nothing but the staging folders came into being.
+    QCOMPARE(snapshot(m_app->path()), before);
+}
+
+// ---- the upload --------------------------------------------------------------------------------------
+
+void TestCloudSave::uploadSendsBothRequestsAndRemovesTheStagedFile()
+{
+    zFileDialog::SetFilePid(QStringLiteral("f1"));
+    zFileDialog::SetFilePath(QStringLiteral("个人云盘\\工程\\新.GCFX"));
+    const QString staged = m_cloud->stagingRoot() + QStringLiteral("/个人云盘/工程/新.GCFX");
+    write(staged, "new project");
+    QVERIFY(zFileDialog::SaveToYunPanData(staged));
+    QCOMPARE(m_cloud->methods(),
+             (QStringList{"personclouduploadinfoforclouddisk", "personclouduploadfileinfoforclouddisk"}));
+    QCOMPARE(m_cloud->state().uploaded, QByteArray("new project"));
+    const QJsonObject file = m_cloud->state().lastUpload;
+    QCOMPARE(file.value("sclj").toString(), QStringLiteral("up/1"));
+    QCOMPARE(file.value("wjjwybs").toString(), QStringLiteral("ticket-1"));
+    QCOMPARE(file.value("pid").toString(), QStringLiteral("f1"));
+    QCOMPARE(file.value("wjm").toString(), QStringLiteral("新.GCFX"));
+    QCOMPARE(file.value("ext").toString(), QStringLiteral(".GCFX"));
+    QCOMPARE(file.value("wjdx").toInt(), 11);
+    QCOMPARE(file.value("mqid").toString(), QStringLiteral("1024"));
+    QVERIFY(!QFile::exists(staged));
+    QCOMPARE(zFileDialog::GetFilePath(), QString());
+    QCOMPARE(zFileDialog::GetFilePid(), QStringLiteral("f1"));
+    QCOMPARE(lastBox().kind, QStringLiteral("inforByOneBtn"));
+    QCOMPARE(lastBox().text, QStringLiteral("保存云文件成功！"));
+    QVERIFY(!QDir(m_app->path() + QStringLiteral("/cfg/CloudUploadRecovery")).exists());
+}
+
+void TestCloudSave::uploadMarksBusyAndShowsProgress()
+{
+    QWidget mainWindow;
+    SharedInterfaceTesting::setMainWindow(&mainWindow);
+    const QString staged = m_cloud->stagingRoot() + QStringLiteral("/个人云盘/a.GCFX");
+    write(staged, "a");
+    zFileDialog::SaveToYunPanData(staged);
+    QCOMPARE(SharedInterfaceTesting::busyMarks(), (QStringList{"veto ", "use "}));
+    QCOMPARE(zControlTesting::progressTitles(), QStringList{"提示"});
+    const QList<int> values = zControlTesting::progressValues();
+    QVERIFY(values.size() > 10);
+    QCOMPARE(values.first(), 1);
+    QCOMPARE(values.at(values.size() - 2), 100);
+    QCOMPARE(values.last(), 101);
+    QCOMPARE(lastBox().parent, &mainWindow);
+    QCOMPARE(lastBox().type, 1);
+}
+
+void TestCloudSave::uploadRefusedShowsTheMessageAndRecoversTheProject()
+{
+    m_cloud->state().replies.insert("personclouduploadinfoforclouddisk",
+                                    QJsonObject{{"code", 5}, {"msg", "云盘空间不足"}});
+    zFileDialog::SetFilePath(QStringLiteral("个人云盘\\新.GCFX"));
+    const QString staged = m_cloud->stagingRoot() + QStringLiteral("/个人云盘/新.GCFX");
+    write(staged, "precious");
+    SharedInterfaceTesting::clearLog();
+    QVERIFY(!zFileDialog::SaveToYunPanData(staged));
+    QCOMPARE(m_cloud->methods(), QStringList{"personclouduploadinfoforclouddisk"});
+    QCOMPARE(lastBox().text, QStringLiteral("云盘空间不足"));
+    QVERIFY(!QFile::exists(staged));
+    QCOMPARE(zFileDialog::GetFilePath(), QString());
+    const QMap<QString, QByteArray> kept = snapshot(m_app->path() + QStringLiteral("/cfg/CloudUploadRecovery/1024"));
+    QCOMPARE(kept.size(), 1);
+    QVERIFY(kept.firstKey().endsWith(QStringLiteral("-新.GCFX")));
+    QCOMPARE(kept.first(), QByteArray("precious"));
+    const QString line = SharedInterfaceTesting::logLines().filter(QStringLiteral("CloudUploadRecovery")).value(0);
+    QVERIFY2(line.contains(QStringLiteral("文件对话框------云盘保存未完成，工程已移至：")), qPrintable(line));
+}
+
+void TestCloudSave::secondStageFailureCountsAsSuccessButKeepsTheProject()
+{
+    m_cloud->state().replies.insert("personclouduploadfileinfoforclouddisk",
+                                    QJsonObject{{"code", 1}, {"msg", "上传凭证已失效"}});
+    const QString staged = m_cloud->stagingRoot() + QStringLiteral("/个人云盘/b.GCFX");
+    write(staged, "b");
+    QVERIFY(zFileDialog::SaveToYunPanData(staged));
+    QCOMPARE(lastBox().text, QStringLiteral("保存云文件成功！"));
+    QVERIFY(!QFile::exists(staged));
+    QCOMPARE(snapshot(m_app->path() + QStringLiteral("/cfg/CloudUploadRecovery/1024")).size(), 1);
+}
+
+void TestCloudSave::emptyRepliesCountAsSuccess()
+{
+    SharedInterfaceTesting::setCloudChannel([](const QByteArray&) { return QByteArray(); });
+    const QString staged = m_cloud->stagingRoot() + QStringLiteral("/个人云盘/c.GCFX");
+    write(staged, "c");
+    QVERIFY(zFileDialog::SaveToYunPanData(staged));
+    QCOMPARE(lastBox().text, QStringLiteral("保存云文件成功！"));
+    QCOMPARE(SharedInterfaceTesting::cloudRequests().size(), 2);
+    QVERIFY(!QFile::exists(staged));
+    QCOMPARE(zFileDialog::GetFilePath(), QString());
+}
+
+void TestCloudSave::emptyEnterpriseIdUsesThePersonalMethods()
+{
+    zFileDialog::SetQyid(QString());
+    zFileDialog::SetFilePath(QStringLiteral("企业云盘\\甲公司\\d.GCFZ"));
+    const QString staged = m_cloud->stagingRoot() + QStringLiteral("/企业云盘/甲公司/d.GCFZ");
+    write(staged, "d");
+    QVERIFY(zFileDialog::SaveToYunPanData(staged));
+    QCOMPARE(m_cloud->methods(),
+             (QStringList{"personclouduploadinfoforclouddisk", "personclouduploadfileinfoforclouddisk"}));
+}
+
+void TestCloudSave::enterpriseUploadUsesTheEnterpriseMethods()
+{
+    zFileDialog::SetQyid(QStringLiteral("q1"));
+    zFileDialog::SetFilePid(QStringLiteral("e2"));
+    const QString staged = m_cloud->stagingRoot() + QStringLiteral("/企业云盘/甲公司/设计部/e.GCFZ");
+    write(staged, "e");
+    QVERIFY(zFileDialog::SaveToYunPanData(staged));
+    QCOMPARE(m_cloud->methods(),
+             (QStringList{"getuploadinfoenterpriseforclouddisk", "enterpriseclouduploadfileinfoforclouddisk"}));
+    QCOMPARE(m_cloud->state().lastUpload.value("qyid").toString(), QStringLiteral("q1"));
+    QCOMPARE(zFileDialog::GetQyid(), QStringLiteral("q1"));
+}
+
+void TestCloudSave::largeFileSizeIsTruncatedTo32Bits()
+{
+    const QString staged = m_cloud->stagingRoot() + QStringLiteral("/个人云盘/大.GCFX");
+    write(staged, "");
+    {
+        QFile f(staged);
+        QVERIFY(f.open(QIODevice::ReadWrite));
+        // A sparse file: 3 GiB + 5 bytes that take no room on disk.
+        QVERIFY(f.resize(qint64(3) * 1024 * 1024 * 1024 + 5));
+    }
+    // The scripted service would read it whole; answer the file request plainly.
+    m_cloud->state().replies.insert("personclouduploadfileinfoforclouddisk", QJsonObject{{"code", 0}, {"msg", "ok"}});
+    QVERIFY(zFileDialog::SaveToYunPanData(staged));
+    const QByteArray info = SharedInterfaceTesting::cloudRequests().first();
+    const int expected = static_cast<int>(static_cast<quint32>(qint64(3) * 1024 * 1024 * 1024 + 5));
+    QCOMPARE(expected, -1073741819);
+    QVERIFY2(info.contains("\"wjdx\":-1073741819"), info.constData());
+}
+
+void TestCloudSave::fileOutsideTheStagingTreeIsNeverRemoved()
+{
+    const QString outside = m_app->path() + QStringLiteral("/我的工程.GCFX");
+    write(outside, "mine");
+    m_cloud->state().replies.insert("personclouduploadinfoforclouddisk", QJsonObject{{"code", 5}, {"msg", "拒绝"}});
+    QVERIFY(!zFileDialog::SaveToYunPanData(outside));
+    QCOMPARE(contentOf(outside), QByteArray("mine"));
+    m_cloud->state().replies.clear();
+    QVERIFY(zFileDialog::SaveToYunPanData(m_cloud->stagingRoot() + QStringLiteral("/../../../../我的工程.GCFX")));
+    QCOMPARE(contentOf(outside), QByteArray("mine"));
+}
+
+void TestCloudSave::hostileCloudNameKeepsItsRealNameInTheCloud()
+{
+    zFileDialog::SetFilePath(QStringLiteral("个人云盘\\a:b*c.GCFX"));
+    const QString staged = m_cloud->stagingRoot() + QStringLiteral("/个人云盘/a_b_c.GCFX");
+    write(staged, "x");
+    QVERIFY(zFileDialog::SaveToYunPanData(staged));
+    QCOMPARE(m_cloud->state().lastUpload.value("wjm").toString(), QStringLiteral("a:b*c.GCFX"));
+}
+
+void TestCloudSave::filePathAccessorsUseTheCloudPath()
+{
+    zFileDialog::filepath = QStringLiteral("host bookkeeping");
+    zFileDialog::SetFilePath(QStringLiteral("个人云盘\\x.GCFX"));
+    QCOMPARE(zFileDialog::s_fileYunPanPath, QStringLiteral("个人云盘\\x.GCFX"));
+    QCOMPARE(zFileDialog::GetFilePath(), QStringLiteral("个人云盘\\x.GCFX"));
+    QCOMPARE(zFileDialog::filepath, QStringLiteral("host bookkeeping"));
+    zFileDialog::filepath.clear();
+}
+
+void TestCloudSave::snapshotWithEmptyMapHasEmptyObject()
+{
+    zFileDialog::mapYunPanData.clear();
+    const QJsonObject snap = zFileDialog::TbServerSnapshot(QStringLiteral("/p"));
+    QCOMPARE(snap.value("mapYunPanData"), QJsonValue(QJsonObject()));
+    QCOMPARE(snap.value("path").toString(), QStringLiteral("/p"));
+    SaveYunpanData d;
+    d.strFilePath = QStringLiteral("/a");
+    d.iType = 2;
+    zFileDialog::mapYunPanData.insert(7, d);
+    const QJsonObject entry = zFileDialog::TbServerSnapshot(QString()).value("mapYunPanData").toObject().value("7").toObject();
+    QCOMPARE(entry.value("strFilePath").toString(), QStringLiteral("/a"));
+    QCOMPARE(entry.value("iType").toInt(), 2);
+    QCOMPARE(entry.keys().size(), 7);
+}
+
+// ---- end to end ---------------------------------------------------------------------------------------
+
+void TestCloudSave::saveNewProjectThenUpload()
+{
+    whenDialogShows([](zFileDialog* d) {
+        child<zBaseButton>(d, "personYun_button")->click();
+        auto* table = child<QTableView>(d, "FileDialog");
+        selectRow(table, "工程");
+        d->onOkButton();
+        table->clearSelection();
+        child<QLineEdit>(d, "fileName_lineEdit")->setText(QStringLiteral("住宅楼"));
+        QTest::mouseClick(child<QWidget>(d, "ok_button"), Qt::LeftButton);
+        if (d->isVisible())
+            d->onCancelButton();
+    });
+    QStringList groups{"预算文件", "GCFX"};
+    const QString staged = zFileDialog::getSaveFileName(nullptr, m_home.path(), QString(), &groups, 1, true,
+                                                        QString(), QString(), true);
+    QCOMPARE(staged, m_cloud->stagingRoot() + QStringLiteral("/个人云盘/工程/住宅楼.GCFX"));
+    write(staged, "the host's project");
+    QVERIFY(zFileDialog::SaveToYunPanData(staged));
+    QCOMPARE(m_cloud->state().uploaded, QByteArray("the host's project"));
+    QCOMPARE(m_cloud->state().lastUpload.value("pid").toString(), QStringLiteral("f1"));
+    QVERIFY(!QFile::exists(staged));
+    QCOMPARE(zFileDialog::GetFilePath(), QString());
+}
+
+QTEST_MAIN(TestCloudSave)
+#include "tst_cloudsave.moc"
