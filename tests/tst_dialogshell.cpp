@@ -263,6 +263,8 @@ void TestDialogShell::usageCounterOnlyAfterCloudPlaces()
     zFileDialog::getOpenFileName(nullptr, m_projects, nullptr, 0);
     QVERIFY(SharedInterfaceTesting::usageCalls().isEmpty());
 
+    // The personal cloud answers with an empty tree.
+    SharedInterfaceTesting::setCloudChannel([](const QByteArray&) { return QByteArray("{\"code\":0}"); });
     whenDialogShows([](zFileDialog* d) {
         d->onPersonYunButton();
         d->onCancelButton();
