@@ -7,6 +7,7 @@
 #include "zBaseLineEdit.h"
 #include "zBaseTheme.h"
 
+#include <QDir>
 #include <QFormLayout>
 #include <QHBoxLayout>
 #include <QLabel>
@@ -53,13 +54,17 @@ LoginDialog::LoginDialog(QWidget* parent, const QString& name)
     m_password->setObjectName(QStringLiteral("loginPassword"));
     m_password->setPlaceholderText(QStringLiteral("请输入密码"));
     m_password->setEchoMode(QLineEdit::Password);
-    form->addRow(QStringLiteral("用户名"), m_name);
-    form->addRow(QStringLiteral("密码"), m_password);
+    const QString labelStyle = QStringLiteral("color:%1;font-size:13px;").arg(zBaseTheme::color(QStringLiteral("font-color")));
+    for (auto [text, field] : {std::pair<const char*, QWidget*>{"用户名", m_name}, {"密码", m_password}}) {
+        auto* label = new QLabel(QString::fromUtf8(text), this);
+        label->setStyleSheet(labelStyle);
+        form->addRow(label, field);
+    }
     root->addLayout(form);
 
     m_message = new QLabel(this);
     m_message->setObjectName(QStringLiteral("loginMessage"));
-    m_message->setStyleSheet(QStringLiteral("color:#E5484D;"));
+    m_message->setStyleSheet(QStringLiteral("color:#E5484D;font-size:13px;"));
     m_message->setWordWrap(true);
     root->addWidget(m_message);
 
@@ -107,4 +112,15 @@ void DemoFirstPage::Login(const QJsonObject& args)
     Q_UNUSED(args)
     LoginDialog dialog(Communication::GetInstance()->GetMainWindow(), Users::Instance()->Mqy()->UserName);
     dialog.exec();
+}
+
+QString saveLoginScreenshot(const QString& dir)
+{
+    LoginDialog dialog(nullptr, Users::Instance()->Mqy()->UserName);
+    dialog.findChild<zBaseLineEdit*>(QStringLiteral("loginPassword"))->setText(QStringLiteral("wrong"));
+    dialog.findChild<zBaseButton*>(QStringLiteral("loginButton"))->click();
+    dialog.show();
+    QDir().mkpath(dir);
+    const QString file = QDir(dir).filePath(QStringLiteral("login-window.png"));
+    return dialog.grab().save(file) ? file : QString();
 }

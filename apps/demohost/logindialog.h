@@ -31,3 +31,7 @@ class DemoFirstPage : public osgi::FirstPageService
 public:
     void Login(const QJsonObject& args) override;
 };
+
+// Renders the login window, as after a refused password, into
+// dir/login-window.png; returns the file written (empty on failure).
+QString saveLoginScreenshot(const QString& dir);

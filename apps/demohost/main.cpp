@@ -143,7 +143,8 @@ int main(int argc, char** argv)
 
     if (parser.isSet(shotsOpt) || !hasDisplay()) {
         const QString dir = parser.isSet(shotsOpt) ? parser.value(shotsOpt) : data + QStringLiteral("/screenshots");
-        const QStringList files = demo::takeScreenshots(dir, workspace);
+        QStringList files = demo::takeScreenshots(dir, workspace);
+        files << saveLoginScreenshot(dir);
         out << (hasDisplay() ? "" : "no display: ") << "screenshots written to " << QDir(dir).absolutePath() << "\n";
         for (const QString& f : files)
             out << "  " << f << "\n";
