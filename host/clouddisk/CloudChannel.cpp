@@ -6,7 +6,12 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QJsonDocument>
-#include <QSaveFile>
+#include <QTemporaryFile>
+
+#include <cstdio>
+#ifdef Q_OS_WIN
+#include <windows.h>
+#endif
 
 namespace clouddisk {
 
@@ -63,6 +68,18 @@ QString canonicalExisting(const QString& path)
         p.truncate(slash);
     }
     return path;
+}
+
+// Moves `from` over `to` in one step, replacing what is there.
+bool replaceFile(const QString& from, const QString& to)
+{
+#ifdef Q_OS_WIN
+    return MoveFileExW(reinterpret_cast<LPCWSTR>(QDir::toNativeSeparators(from).utf16()),
+                       reinterpret_cast<LPCWSTR>(QDir::toNativeSeparators(to).utf16()),
+                       MOVEFILE_REPLACE_EXISTING) != 0;
+#else
+    return ::rename(QFile::encodeName(from).constData(), QFile::encodeName(to).constData()) == 0;
+#endif
 }
 
 } // namespace
@@ -254,20 +271,21 @@ QJsonObject Channel::download(const QJsonObject& envelope, const QJsonObject& me
         return refuse(msgWriteFailed);
 
     // Written beside the target under a temporary name and renamed over it
-    // only when complete: an interrupted download never leaves a part.
-    QSaveFile file(target);
-    file.setDirectWriteFallback(false);
-    if (!file.open(QIODevice::WriteOnly))
+    // only when complete: an interrupted download never leaves a part under
+    // the real name. (The staged copy is the host's cache of the cloud file,
+    // so it is not forced to the disk before the rename.)
+    QTemporaryFile file(folder + QStringLiteral("/.download-XXXXXX.part"));
+    if (!file.open())
         return refuse(msgWriteFailed);
     QJsonObject reply = m_transport->download(envelope, &file);
     if (reply.value("code").toInt(-1) != 0) {
-        file.cancelWriting();
         if (reply.value("code").toInt() == 0)
             reply.insert(QStringLiteral("code"), 1);
-        return reply;
+        return reply; // the temporary file goes with `file`
     }
-    if (!file.commit())
+    if (!file.flush() || !replaceFile(file.fileName(), target))
         return refuse(msgWriteFailed);
+    file.setAutoRemove(false);
     reply.insert(QStringLiteral("data"), QDir::toNativeSeparators(target));
     return reply;
 }

@@ -4,6 +4,7 @@
 #include <QCryptographicHash>
 #include <QDateTime>
 #include <QFile>
+#include <QFileDevice>
 #include <QFileInfo>
 #include <QHash>
 #include <QRegularExpression>
@@ -219,19 +220,25 @@ struct Service::Private
 
     static QJsonObject nodeJson(const Node& n, const QString& displayName = QString())
     {
-        QJsonObject o{
-            {"wjjmc", displayName.isEmpty() ? n.name : displayName},
-            {"wjjid", QString::number(n.id)},
-            {"wjjpid", n.parent < 0 ? QStringLiteral("0") : QString::number(n.parent)},
-            {"wjlx", n.folder ? QStringLiteral("1") : QStringLiteral("2")},
-            {"wjdx", double(n.size)},
-            {"xgsj", n.mtime},
-            {"wjjgsqyid", n.enterprise < 0 ? QString() : QString::number(n.enterprise)},
-        };
+        // Keys made once: a tree of tens of thousands of nodes is built often.
+        static const QString kName = QStringLiteral("wjjmc"), kId = QStringLiteral("wjjid"),
+                             kParent = QStringLiteral("wjjpid"), kKind = QStringLiteral("wjlx"),
+                             kSize = QStringLiteral("wjdx"), kTime = QStringLiteral("xgsj"),
+                             kEnterprise = QStringLiteral("wjjgsqyid"), kChildren = QStringLiteral("xjdata"),
+                             kLink = QStringLiteral("xzlj"), kFolder = QStringLiteral("1"), kFile = QStringLiteral("2"),
+                             kTop = QStringLiteral("0");
+        QJsonObject o;
+        o.insert(kName, displayName.isEmpty() ? n.name : displayName);
+        o.insert(kId, QString::number(n.id));
+        o.insert(kParent, n.parent < 0 ? kTop : QString::number(n.parent));
+        o.insert(kKind, n.folder ? kFolder : kFile);
+        o.insert(kSize, double(n.size));
+        o.insert(kTime, n.mtime);
+        o.insert(kEnterprise, n.enterprise < 0 ? QString() : QString::number(n.enterprise));
         if (n.folder)
-            o.insert(QStringLiteral("xjdata"), QJsonArray());
+            o.insert(kChildren, QJsonArray());
         else
-            o.insert(QStringLiteral("xzlj"), kXzljPrefix + QString::number(n.id));
+            o.insert(kLink, kXzljPrefix + QString::number(n.id));
         return o;
     }
 
@@ -541,17 +548,32 @@ struct Service::Private
             m_size += size;
             return true;
         }
-        // The blob's name once it is complete and in place, else empty.
+        // Copies the rest of a local file; false when it cannot here (nothing
+        // copied) or on a failure (then m_ok is false too).
+        bool copyFrom(QFileDevice* source)
+        {
+            if (!m_ok || !source || source->handle() < 0 || !m_file.flush())
+                return false;
+            const qint64 n = store::copyFileData(source->handle(), m_file.handle());
+            if (n == -1)
+                return false;
+            if (n < 0)
+                return m_ok = false;
+            m_size += n;
+            return true;
+        }
+        bool ok() const { return m_ok; }
+        // The blob's name once it is complete and in place, else empty. The
+        // rename comes only after the last byte was written, so whatever
+        // stops this process leaves either no blob or a whole one.
         QString finish()
         {
-            if (!m_ok || !m_file.flush() || !store::syncFile(m_file.handle()))
+            if (!m_ok || !m_file.flush())
                 return QString();
             m_file.close();
             const QString target = m_db.blobPath(m_blob);
-            const QString dir = QFileInfo(target).absolutePath();
-            if (!QDir().mkpath(dir) || !QFile::rename(m_file.fileName(), target))
+            if (!QDir().mkpath(QFileInfo(target).absolutePath()) || !QFile::rename(m_file.fileName(), target))
                 return QString();
-            store::syncDir(dir);
             m_placed = true;
             return m_blob;
         }
@@ -586,6 +608,22 @@ struct Service::Private
 
 Service::Upload::~Upload() = default;
 
+bool Service::Upload::writeFrom(QIODevice* source)
+{
+    if (!source || !source->isReadable())
+        return false;
+    QByteArray buf(int(kChunk), Qt::Uninitialized);
+    for (;;) {
+        const qint64 n = source->read(buf.data(), buf.size());
+        if (n < 0)
+            return false;
+        if (n == 0)
+            return true;
+        if (!write(buf.constData(), n))
+            return false;
+    }
+}
+
 namespace {
 
 class UploadImpl : public Service::Upload
@@ -601,6 +639,16 @@ public:
     ~UploadImpl() override { abort(); }
 
     bool write(const char* data, qint64 size) override { return !m_done && m_writer.write(data, size); }
+
+    bool writeFrom(QIODevice* source) override
+    {
+        if (m_done)
+            return false;
+        auto* file = qobject_cast<QFileDevice*>(source);
+        if (file && m_writer.copyFrom(file))
+            return true;
+        return m_writer.ok() && Upload::writeFrom(source);
+    }
 
     QJsonObject commit() override
     {
@@ -1194,15 +1242,18 @@ qint64 Service::storeFile(qint64 parentId, const QString& name, QIODevice* sourc
     if (!source || !source->isReadable())
         return fail(QStringLiteral("cannot read the contents"));
     Private::ContentsWriter writer(d->db);
-    QByteArray buf(int(kChunk), Qt::Uninitialized);
-    for (;;) {
-        const qint64 n = source->read(buf.data(), buf.size());
-        if (n < 0)
-            return fail(QStringLiteral("cannot read the contents"));
-        if (n == 0 && (source->atEnd() || !source->waitForReadyRead(-1)))
-            break;
-        if (!writer.write(buf.constData(), n))
-            return fail(QStringLiteral("cannot write the contents"));
+    auto* file = qobject_cast<QFileDevice*>(source);
+    if (!file || !writer.copyFrom(file)) {
+        QByteArray buf(int(kChunk), Qt::Uninitialized);
+        for (;;) {
+            const qint64 n = source->read(buf.data(), buf.size());
+            if (n < 0)
+                return fail(QStringLiteral("cannot read the contents"));
+            if (n == 0 && (source->atEnd() || !source->waitForReadyRead(-1)))
+                break;
+            if (!writer.write(buf.constData(), n))
+                return fail(QStringLiteral("cannot write the contents"));
+        }
     }
     const QString blob = writer.finish();
     if (blob.isEmpty())

@@ -64,6 +64,9 @@ public:
     public:
         virtual ~Upload();
         virtual bool write(const char* data, qint64 size) = 0;
+        // Writes everything `source` still holds, to its end; a local file
+        // is copied inside the kernel where it can be.
+        virtual bool writeFrom(QIODevice* source);
         virtual QJsonObject commit() = 0;
         virtual void abort() = 0;
     };

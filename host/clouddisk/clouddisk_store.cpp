@@ -15,10 +15,8 @@
 
 #include <atomic>
 
-#ifdef Q_OS_WIN
-#include <io.h>
-#else
-#include <fcntl.h>
+#ifdef Q_OS_LINUX
+#include <cerrno>
 #include <unistd.h>
 #endif
 
@@ -115,25 +113,30 @@ qint64 parseId(const QString& text)
     return id > 0 ? id : -1;
 }
 
-bool syncFile(int fd)
+qint64 copyFileData(int from, int to)
 {
-#ifdef Q_OS_WIN
-    return _commit(fd) == 0;
-#else
-    return ::fsync(fd) == 0;
-#endif
-}
-
-void syncDir(const QString& dir)
-{
-#ifndef Q_OS_WIN
-    const int fd = ::open(QFile::encodeName(dir).constData(), O_RDONLY | O_DIRECTORY);
-    if (fd >= 0) {
-        ::fsync(fd);
-        ::close(fd);
+#if defined(Q_OS_LINUX)
+    qint64 total = 0;
+    for (;;) {
+        const ssize_t n = ::copy_file_range(from, nullptr, to, nullptr, 1 << 30, 0);
+        if (n > 0) {
+            total += n;
+            continue;
+        }
+        if (n == 0)
+            return total;
+        if (errno == EINTR)
+            continue;
+        // Not supported between these two (other file systems, old kernel):
+        // only a clean fallback when nothing has been copied yet.
+        return total == 0 && (errno == EXDEV || errno == ENOSYS || errno == EINVAL || errno == EOPNOTSUPP)
+                   ? -1
+                   : -2;
     }
 #else
-    Q_UNUSED(dir)
+    Q_UNUSED(from)
+    Q_UNUSED(to)
+    return -1;
 #endif
 }
 
@@ -316,13 +319,13 @@ void Db::cleanLeftovers()
         QFile::remove(tmp.next());
 
     QSqlDatabase db = connection();
-    QSet<QString> referenced;
+    QHash<QString, qint64> referenced; // blob -> recorded size
     {
         QSqlQuery q(db);
         q.setForwardOnly(true);
-        q.exec(QStringLiteral("SELECT blob FROM nodes WHERE blob IS NOT NULL"));
+        q.exec(QStringLiteral("SELECT blob, size FROM nodes WHERE blob IS NOT NULL"));
         while (q.next())
-            referenced.insert(q.value(0).toString());
+            referenced.insert(q.value(0).toString(), q.value(1).toLongLong());
     }
     // Contents renamed into place whose record was never committed, or that
     // a replaced file left behind.
@@ -331,17 +334,19 @@ void Db::cleanLeftovers()
     while (it.hasNext()) {
         const QString path = it.next();
         const QString name = it.fileName();
-        if (referenced.contains(name) && blobPath(name) == path)
-            present.insert(name);
-        else
+        const auto ref = referenced.constFind(name);
+        if (ref == referenced.constEnd() || blobPath(name) != path)
             QFile::remove(path);
+        else if (it.fileInfo().size() == ref.value())
+            present.insert(name);
     }
-    // A record whose contents are gone (removed by hand) can never be
-    // downloaded; it goes too.
+    // A record whose contents are gone (removed by hand) or not whole (the
+    // machine stopped before the system wrote them out) can never be
+    // downloaded as it was; it goes too.
     QStringList missing;
-    for (const QString& blob : qAsConst(referenced)) {
-        if (!present.contains(blob))
-            missing << blob;
+    for (auto ref = referenced.constBegin(); ref != referenced.constEnd(); ++ref) {
+        if (!present.contains(ref.key()))
+            missing << ref.key();
     }
     if (!missing.isEmpty()) {
         Transaction t(*this);
@@ -349,7 +354,10 @@ void Db::cleanLeftovers()
             QSqlQuery q(t.db());
             for (const QString& blob : qAsConst(missing))
                 exec(q, QStringLiteral("DELETE FROM nodes WHERE blob = ?"), {blob});
-            t.commit();
+            if (t.commit()) {
+                for (const QString& blob : qAsConst(missing))
+                    QFile::remove(blobPath(blob));
+            }
         }
     }
     // Used and stale upload tickets.

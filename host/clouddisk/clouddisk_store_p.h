@@ -39,10 +39,11 @@ QString hashPassword(const QString& password);
 bool passwordMatches(const QString& password, const QString& stored);
 // Strict base-10 positive id, else -1.
 qint64 parseId(const QString& text);
-// Contents are written completely and flushed to disk before anything
-// refers to them.
-bool syncFile(int fd);
-void syncDir(const QString& dir);
+// Copies from the current offset of `from` to its end into `to` inside the
+// kernel where the platform can (no trip through this process's memory).
+// The bytes copied; -1 when that is not possible here and nothing was
+// copied (the caller then copies through a buffer); -2 on a failure.
+qint64 copyFileData(int from, int to);
 
 class Db
 {
