@@ -104,10 +104,16 @@ private:
 
 namespace {
 
+// Temporary folders of this run only: other runs of the suite may share the
+// machine's temporary folder.
+QString ownTempPrefix()
+{
+    return QStringLiteral("%1-%2-").arg(QCoreApplication::applicationName()).arg(QCoreApplication::applicationPid());
+}
+
 QStringList ownTempFolders()
 {
-    return QDir(QDir::tempPath()).entryList({QCoreApplication::applicationName() + QStringLiteral("-*")},
-                                            QDir::Dirs | QDir::NoDotAndDotDot);
+    return QDir(QDir::tempPath()).entryList({ownTempPrefix() + QLatin1Char('*')}, QDir::Dirs | QDir::NoDotAndDotDot);
 }
 
 bool setImmutable(const QString& path, bool on)
@@ -158,7 +164,7 @@ void TestStore::cleanupTestCase()
 
 void TestStore::init()
 {
-    m_dir = new QTemporaryDir;
+    m_dir = new QTemporaryDir(QDir::tempPath() + QLatin1Char('/') + ownTempPrefix() + QStringLiteral("XXXXXX"));
     m_store = m_dir->path() + QStringLiteral("/filecy.json");
 }
 
