@@ -1,0 +1,183 @@
+#pragma once
+// Shared by the clouddiskd tests: a server process started and stopped by
+// the test on 127.0.0.1 with a port of the system's choosing, users made in
+// its data folder beforehand, and the request envelopes the dialog sends.
+#include "CloudDiskService.h"
+
+#include <QCoreApplication>
+#include <QDeadlineTimer>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QString>
+
+#include <csignal>
+
+namespace cloudtest {
+
+// clouddiskd, run from the build's bin folder beside the tests.
+inline QString serverProgram()
+{
+    return QCoreApplication::applicationDirPath() + QStringLiteral("/clouddiskd");
+}
+
+// Creates a user in dataDir's store while no server has it open.
+inline qint64 addUser(const QString& dataDir, const QString& name, const QString& password)
+{
+    std::unique_ptr<clouddisk::Service> service = clouddisk::Service::open(dataDir);
+    return service ? service->addUser(name, password) : -1;
+}
+
+class Server
+{
+public:
+    explicit Server(QString dataDir)
+        : m_dataDir(std::move(dataDir))
+    {
+    }
+    ~Server() { kill(); }
+
+    // Starts the server, on `port` (0: any free port), and waits until it
+    // says where it listens. False when it did not come up.
+    bool start(int port = 0)
+    {
+        m_process.setProgram(serverProgram());
+        m_process.setArguments({QStringLiteral("--data"), m_dataDir, QStringLiteral("--listen"),
+                                QStringLiteral("127.0.0.1:%1").arg(port)});
+        m_process.setProcessChannelMode(QProcess::SeparateChannels);
+        m_process.start();
+        if (!m_process.waitForStarted(10000))
+            return false;
+        static const QRegularExpression ready(QStringLiteral("listening on (http://[^\\s]+):(\\d+)"));
+        QByteArray out;
+        QDeadlineTimer deadline(20000);
+        while (!deadline.hasExpired()) {
+            if (!m_process.waitForReadyRead(int(qMax<qint64>(1, deadline.remainingTime()))))
+                break;
+            out += m_process.readAllStandardOutput();
+            const auto match = ready.match(QString::fromUtf8(out));
+            if (match.hasMatch()) {
+                m_url = match.captured(1) + QLatin1Char(':') + match.captured(2);
+                m_port = match.captured(2).toInt();
+                return true;
+            }
+        }
+        return false;
+    }
+
+    // SIGTERM, and waits for the process to end. True for a clean exit.
+    bool stop()
+    {
+        if (m_process.state() == QProcess::NotRunning)
+            return true;
+        m_process.terminate();
+        return m_process.waitForFinished(20000) && m_process.exitStatus() == QProcess::NormalExit &&
+               m_process.exitCode() == 0;
+    }
+
+    // SIGKILL: the server gets no chance to tidy up.
+    void kill()
+    {
+        if (m_process.state() == QProcess::NotRunning)
+            return;
+        ::kill(pid_t(m_process.processId()), SIGKILL);
+        m_process.waitForFinished(20000);
+    }
+
+    bool isRunning() const { return m_process.state() == QProcess::Running; }
+    QString url() const { return m_url; }
+    int port() const { return m_port; }
+    QByteArray errors() { return m_process.readAllStandardError(); }
+
+private:
+    QString m_dataDir;
+    QProcess m_process;
+    QString m_url;
+    int m_port = 0;
+};
+
+// ---- the envelopes the dialog sends
+
+inline QJsonObject envelope(const QString& tokenKind, const QJsonObject& method)
+{
+    return QJsonObject{{QStringLiteral("cmd"), QStringLiteral("cloudDisk")},
+                       {QStringLiteral("orgin_token"), tokenKind},
+                       {QStringLiteral("data"), method}};
+}
+
+inline QJsonObject personalTree(qint64 mqid)
+{
+    return envelope(QStringLiteral("mq_token_user"),
+                    QJsonObject{{QStringLiteral("method"), QStringLiteral("personcloudgetfiledirforclouddisk")},
+                                {QStringLiteral("mqid"), double(mqid)},
+                                {QStringLiteral("data"), QJsonObject()}});
+}
+
+inline QJsonObject personalUploadInfo(const QString& wjm, const QString& pid, qint64 wjdx, const QString& ext,
+                                      const QString& mqid)
+{
+    const QJsonObject item{{QStringLiteral("wjm"), wjm},
+                           {QStringLiteral("pid"), pid},
+                           {QStringLiteral("wjdx"), double(qint32(wjdx))},
+                           {QStringLiteral("ext"), ext}};
+    return envelope(QStringLiteral("mq_token_user"),
+                    QJsonObject{{QStringLiteral("method"), QStringLiteral("personclouduploadinfoforclouddisk")},
+                                {QStringLiteral("mqid"), mqid},
+                                {QStringLiteral("pid"), pid},
+                                {QStringLiteral("data"), QJsonArray{item}}});
+}
+
+// The file request echoing the ticket of an info reply's "data".
+inline QJsonObject personalUploadFile(const QJsonObject& ticket, const QString& filePath, const QString& mqid)
+{
+    return envelope(
+        QStringLiteral("mq_token_user"),
+        QJsonObject{{QStringLiteral("method"), QStringLiteral("personclouduploadfileinfoforclouddisk")},
+                    {QStringLiteral("sclj"), ticket.value(QLatin1String("sclj")).toString()},
+                    {QStringLiteral("filePath"), filePath},
+                    {QStringLiteral("wjjwybs"), ticket.value(QLatin1String("wjjwybs")).toString()},
+                    {QStringLiteral("pid"), ticket.value(QLatin1String("pid")).toString()},
+                    {QStringLiteral("wjdx"), double(ticket.value(QLatin1String("wjdx")).toInt())},
+                    {QStringLiteral("ext"), ticket.value(QLatin1String("ext")).toString()},
+                    {QStringLiteral("mqid"), mqid},
+                    {QStringLiteral("SFFG"), QStringLiteral("1")},
+                    {QStringLiteral("SFFX"), QStringLiteral("1")},
+                    {QStringLiteral("wjm"), ticket.value(QLatin1String("wjm")).toString()},
+                    {QStringLiteral("data"), QJsonObject()}});
+}
+
+inline QJsonObject download(const QString& fileName, const QString& filePath, const QString& xzlj)
+{
+    return envelope(QStringLiteral("mq_token_user"),
+                    QJsonObject{{QStringLiteral("method"), QStringLiteral("personclouddownloadfileforclouddisk")},
+                                {QStringLiteral("fileName"), fileName},
+                                {QStringLiteral("filePath"), filePath},
+                                {QStringLiteral("Iscover"), QStringLiteral("0")},
+                                {QStringLiteral("xzlj"), xzlj},
+                                {QStringLiteral("data"), QJsonObject()}});
+}
+
+inline QByteArray bytes(const QJsonObject& o)
+{
+    return QJsonDocument(o).toJson(QJsonDocument::Compact);
+}
+
+// The personal tree's root node of a tree reply.
+inline QJsonObject rootNode(const QJsonObject& treeReply)
+{
+    return treeReply.value(QLatin1String("data")).toObject().value(QLatin1String("data")).toArray().first().toObject();
+}
+
+// The node named `name` among the root's children.
+inline QJsonObject childNamed(const QJsonObject& treeReply, const QString& name)
+{
+    for (const QJsonValue& v : rootNode(treeReply).value(QLatin1String("xjdata")).toArray()) {
+        if (v.toObject().value(QLatin1String("wjjmc")).toString() == name)
+            return v.toObject();
+    }
+    return {};
+}
+
+} // namespace cloudtest

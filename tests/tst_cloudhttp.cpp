@@ -1,0 +1,492 @@
+// clouddiskd over HTTP on 127.0.0.1: the forms outside tools rely on, the
+// HTTP transport end to end, and bad clients (no or a wrong token, someone
+// else's id, malformed and huge bodies, a sender that vanishes mid-upload)
+// that must leave the server running and the tree as it was.
+#include "cloudserversupport.h"
+
+#include "CloudHttp_p.h"
+#include "CloudTransport.h"
+#include "TransportChoice.h"
+
+#include <httplib.h>
+
+#include <QBuffer>
+#include <QDir>
+#include <QDirIterator>
+#include <QRandomGenerator>
+#include <QTemporaryDir>
+#include <QtTest>
+
+using namespace cloudtest;
+
+namespace {
+
+QJsonObject parse(const std::string& body)
+{
+    return QJsonDocument::fromJson(QByteArray::fromStdString(body)).object();
+}
+
+int codeOf(const QJsonObject& reply)
+{
+    return reply.value(QLatin1String("code")).toInt(0);
+}
+
+QByteArray randomBytes(qint64 size, quint32 seed)
+{
+    QByteArray out(int(size), Qt::Uninitialized);
+    QRandomGenerator gen(seed);
+    gen.fillRange(reinterpret_cast<quint32*>(out.data()), int(size / 4));
+    for (qint64 i = size / 4 * 4; i < size; ++i)
+        out[int(i)] = char(gen.generate());
+    return out;
+}
+
+// Every file under dir with its size, for "nothing changed on disk".
+QStringList filesUnder(const QString& dir)
+{
+    QStringList out;
+    QDirIterator it(dir, QDir::Files | QDir::Hidden | QDir::NoDotAndDotDot, QDirIterator::Subdirectories);
+    while (it.hasNext()) {
+        it.next();
+        // The journal of the database grows and shrinks by itself.
+        if (it.fileName().endsWith(QLatin1String("-wal")) || it.fileName().endsWith(QLatin1String("-shm")))
+            continue;
+        out << it.filePath().mid(dir.size()) + QLatin1Char(' ') + QString::number(it.fileInfo().size());
+    }
+    out.sort();
+    return out;
+}
+
+} // namespace
+
+class TestCloudHttp : public QObject
+{
+    Q_OBJECT
+
+private:
+    QTemporaryDir m_data;
+    std::unique_ptr<Server> m_server;
+    qint64 m_alice = -1;
+    qint64 m_bob = -1;
+
+    // Raw clients play outside tools. Callers hold a NoBrokenPipeSignal: a
+    // refused sender may find the connection closed under it. The transport
+    // must look after that itself, so it is not blocked for the whole test.
+    std::unique_ptr<httplib::Client> client() const
+    {
+        auto c = std::make_unique<httplib::Client>("127.0.0.1", m_server->port());
+        c->set_read_timeout(30, 0);
+        c->set_write_timeout(30, 0);
+        return c;
+    }
+
+    QString loginToken(const QString& name, const QString& password) const
+    {
+        const clouddisk::http::NoBrokenPipeSignal quiet;
+        const QJsonObject body{{QStringLiteral("name"), name}, {QStringLiteral("password"), password}};
+        auto res = client()->Post("/login", bytes(body).toStdString(), "application/json");
+        return res ? parse(res->body).value(QLatin1String("token")).toString() : QString();
+    }
+
+    // POSTs an envelope to /clouddisk with the given token (none if empty).
+    QJsonObject post(const QByteArray& body, const QString& token, int* status = nullptr) const
+    {
+        const clouddisk::http::NoBrokenPipeSignal quiet;
+        httplib::Headers headers;
+        if (!token.isEmpty())
+            headers.emplace("Authorization", "Bearer " + token.toStdString());
+        auto res = client()->Post("/clouddisk", headers, body.toStdString(), "application/json");
+        if (status)
+            *status = res ? res->status : -1;
+        return res ? parse(res->body) : QJsonObject{{QStringLiteral("code"), -1}};
+    }
+
+    QJsonObject aliceTree() const
+    {
+        return post(bytes(personalTree(m_alice)), loginToken(QStringLiteral("alice"), QStringLiteral("a-pass")));
+    }
+
+    // What an observer can see of the cloud: both users' trees and the files
+    // in the data folder.
+    QString snapshot() const
+    {
+        const QJsonObject bobTree =
+            post(bytes(personalTree(m_bob)), loginToken(QStringLiteral("bob"), QStringLiteral("b-pass")));
+        return QString::fromUtf8(bytes(aliceTree())) + QString::fromUtf8(bytes(bobTree)) +
+               filesUnder(m_data.path()).join(QLatin1Char('\n'));
+    }
+
+    // Uploads `contents` as `name` into alice's root through a transport.
+    QJsonObject uploadThrough(clouddisk::CloudTransport& t, const QString& name, const QByteArray& contents)
+    {
+        const QString mqid = QString::number(m_alice);
+        const QString root = rootNode(t.request(personalTree(m_alice))).value(QLatin1String("wjjid")).toString();
+        const QJsonObject info = t.request(personalUploadInfo(name, root, contents.size(), QStringLiteral(".GCFG"), mqid));
+        if (codeOf(info) != 0)
+            return info;
+        QBuffer source;
+        source.setData(contents);
+        source.open(QIODevice::ReadOnly);
+        return t.upload(personalUploadFile(info.value(QLatin1String("data")).toObject(), QStringLiteral("/tmp/x"), mqid),
+                        &source);
+    }
+
+private slots:
+    void initTestCase()
+    {
+        QVERIFY(m_data.isValid());
+        m_alice = addUser(m_data.path(), QStringLiteral("alice"), QStringLiteral("a-pass"));
+        m_bob = addUser(m_data.path(), QStringLiteral("bob"), QStringLiteral("b-pass"));
+        QVERIFY(m_alice > 0 && m_bob > 0 && m_alice != m_bob);
+        m_server = std::make_unique<Server>(m_data.path());
+        QVERIFY2(m_server->start(), m_server->errors().constData());
+    }
+
+    void cleanupTestCase()
+    {
+        if (m_server)
+            QVERIFY(m_server->stop());
+    }
+
+    void loginAnswersTokenAndUserId()
+    {
+        const clouddisk::http::NoBrokenPipeSignal quiet;
+        auto res = client()->Post("/login", "{\"name\":\"alice\",\"password\":\"a-pass\"}", "application/json");
+        QVERIFY(res);
+        const QJsonObject reply = parse(res->body);
+        QCOMPARE(reply.value(QLatin1String("code")).toInt(-1), 0);
+        QCOMPARE(qint64(reply.value(QLatin1String("userId")).toDouble()), m_alice);
+        QVERIFY(reply.value(QLatin1String("token")).isString());
+        QVERIFY(reply.value(QLatin1String("token")).toString().size() >= 32);
+        // Every login gets its own token.
+        QVERIFY(loginToken(QStringLiteral("alice"), QStringLiteral("a-pass")) !=
+                reply.value(QLatin1String("token")).toString());
+    }
+
+    void loginWithWrongPasswordGivesNoToken_data()
+    {
+        QTest::addColumn<QByteArray>("body");
+        QTest::newRow("wrong password") << QByteArray("{\"name\":\"alice\",\"password\":\"b-pass\"}");
+        QTest::newRow("unknown user") << QByteArray("{\"name\":\"carol\",\"password\":\"a-pass\"}");
+        QTest::newRow("another's password") << QByteArray("{\"name\":\"bob\",\"password\":\"a-pass\"}");
+        QTest::newRow("password not a string") << QByteArray("{\"name\":\"alice\",\"password\":1}");
+        QTest::newRow("no password") << QByteArray("{\"name\":\"alice\"}");
+        QTest::newRow("not JSON") << QByteArray("name=alice&password=a-pass");
+        QTest::newRow("empty") << QByteArray();
+    }
+
+    void loginWithWrongPasswordGivesNoToken()
+    {
+        const clouddisk::http::NoBrokenPipeSignal quiet;
+        QFETCH(QByteArray, body);
+        auto res = client()->Post("/login", body.toStdString(), "application/json");
+        QVERIFY(res);
+        const QJsonObject reply = parse(res->body);
+        QVERIFY(reply.contains(QLatin1String("code")));
+        QVERIFY(codeOf(reply) != 0);
+        QVERIFY(!reply.contains(QLatin1String("token")));
+    }
+
+    void requestWithoutTokenIsRefused()
+    {
+        const QString before = snapshot();
+        int status = 0;
+        const QJsonObject reply = post(bytes(personalTree(m_alice)), QString(), &status);
+        QVERIFY(codeOf(reply) != 0);
+        QCOMPARE(status, 401);
+        QVERIFY(!reply.contains(QLatin1String("data")));
+        QCOMPARE(snapshot(), before);
+    }
+
+    void requestWithWrongTokenIsRefused_data()
+    {
+        QTest::addColumn<QString>("token");
+        QTest::newRow("made up") << QStringLiteral("0123456789abcdef0123456789abcdef0123456789abcdef0123456789abcdef");
+        QTest::newRow("garbage") << QStringLiteral("\"; DROP TABLE users; --");
+        QTest::newRow("a login's token, cut short") << QStringLiteral("SHORT");
+    }
+
+    void requestWithWrongTokenIsRefused()
+    {
+        QFETCH(QString, token);
+        if (token == QLatin1String("SHORT"))
+            token = loginToken(QStringLiteral("alice"), QStringLiteral("a-pass")).left(20);
+        const QString before = snapshot();
+        const QString mqid = QString::number(m_alice);
+        int status = 0;
+        QVERIFY(codeOf(post(bytes(personalTree(m_alice)), token, &status)) != 0);
+        QCOMPARE(status, 401);
+        QVERIFY(codeOf(post(bytes(personalUploadInfo(QStringLiteral("a.GCFG"), QStringLiteral("1"), 3,
+                                                     QStringLiteral(".GCFG"), mqid)),
+                            token)) != 0);
+        QCOMPARE(snapshot(), before);
+    }
+
+    void loggedOutTokenIsRefused()
+    {
+        const clouddisk::http::NoBrokenPipeSignal quiet;
+        const QString token = loginToken(QStringLiteral("alice"), QStringLiteral("a-pass"));
+        QCOMPARE(codeOf(post(bytes(personalTree(m_alice)), token)), 0);
+        httplib::Headers headers{{"Authorization", "Bearer " + token.toStdString()}};
+        QVERIFY(client()->Post("/logout", headers, std::string(), "application/json"));
+        QVERIFY(codeOf(post(bytes(personalTree(m_alice)), token)) != 0);
+    }
+
+    void someoneElsesMqidIsRefused()
+    {
+        const QString before = snapshot();
+        const QString aliceToken = loginToken(QStringLiteral("alice"), QStringLiteral("a-pass"));
+        // Browse requests carry the id as a number, upload requests as a string.
+        QVERIFY(codeOf(post(bytes(personalTree(m_bob)), aliceToken)) != 0);
+        QVERIFY(codeOf(post(bytes(personalUploadInfo(QStringLiteral("a.GCFG"), QStringLiteral("1"), 3,
+                                                     QStringLiteral(".GCFG"), QString::number(m_bob))),
+                            aliceToken)) != 0);
+        // Alice's own tree stays hers and Bob's id gets nothing of it.
+        QCOMPARE(codeOf(post(bytes(personalTree(m_alice)), aliceToken)), 0);
+        QCOMPARE(snapshot(), before);
+    }
+
+    void transportEndToEnd()
+    {
+        std::unique_ptr<clouddisk::CloudTransport> t = clouddisk::makeHttpTransport(m_server->url());
+        // Before signing in nothing is answered.
+        QVERIFY(codeOf(t->request(personalTree(m_alice))) != 0);
+        const clouddisk::LoginResult refused = t->login(QStringLiteral("alice"), QStringLiteral("nope"));
+        QVERIFY(!refused.ok);
+        QVERIFY(!refused.message.isEmpty());
+        const clouddisk::LoginResult login = t->login(QStringLiteral("alice"), QStringLiteral("a-pass"));
+        QVERIFY(login.ok);
+        QCOMPARE(login.userId, m_alice);
+
+        const QJsonObject tree = t->request(personalTree(m_alice));
+        QCOMPARE(codeOf(tree), 0);
+        QCOMPARE(rootNode(tree).value(QLatin1String("wjjmc")).toString(), QStringLiteral("根目录"));
+
+        // Larger than one piece of the stream, and not a multiple of it.
+        const QByteArray contents = randomBytes(3 * 1024 * 1024 + 17, 7);
+        const QJsonObject stored = uploadThrough(*t, QStringLiteral("预算.GCFG"), contents);
+        QCOMPARE(codeOf(stored), 0);
+
+        const QJsonObject node = childNamed(t->request(personalTree(m_alice)), QStringLiteral("预算.GCFG"));
+        QCOMPARE(node.value(QLatin1String("wjdx")).toDouble(), double(contents.size()));
+        const QString xzlj = node.value(QLatin1String("xzlj")).toString();
+        QVERIFY(!xzlj.isEmpty());
+
+        QBuffer sink;
+        sink.open(QIODevice::WriteOnly);
+        const QJsonObject got = t->download(download(QStringLiteral("预算.GCFG"), QStringLiteral("/tmp/y"), xzlj), &sink);
+        QCOMPARE(codeOf(got), 0);
+        QCOMPARE(sink.data().size(), contents.size());
+        QVERIFY(sink.data() == contents);
+
+        t->logout();
+        QVERIFY(codeOf(t->request(personalTree(m_alice))) != 0);
+    }
+
+    void usedTicketIsRefusedAndItsSenderHearsWhy()
+    {
+        std::unique_ptr<clouddisk::CloudTransport> t = clouddisk::makeHttpTransport(m_server->url());
+        QVERIFY(t->login(QStringLiteral("alice"), QStringLiteral("a-pass")).ok);
+        const QString mqid = QString::number(m_alice);
+        const QString root = rootNode(t->request(personalTree(m_alice))).value(QLatin1String("wjjid")).toString();
+        const QByteArray contents = randomBytes(2 * 1024 * 1024, 11);
+        const QJsonObject info = t->request(personalUploadInfo(QStringLiteral("twice.GCFG"), root, contents.size(),
+                                                               QStringLiteral(".GCFG"), mqid));
+        QCOMPARE(codeOf(info), 0);
+        const QJsonObject fileRequest =
+            personalUploadFile(info.value(QLatin1String("data")).toObject(), QStringLiteral("/tmp/x"), mqid);
+        QBuffer first;
+        first.setData(contents);
+        first.open(QIODevice::ReadOnly);
+        QCOMPARE(codeOf(t->upload(fileRequest, &first)), 0);
+        const QString before = snapshot();
+
+        QBuffer second;
+        second.setData(randomBytes(2 * 1024 * 1024, 12));
+        second.open(QIODevice::ReadOnly);
+        const QJsonObject again = t->upload(fileRequest, &second);
+        QVERIFY(codeOf(again) != 0);
+        // The service's own refusal, not a broken connection.
+        QVERIFY(!again.value(QLatin1String("msg")).toString().contains(QStringLiteral("无法连接")));
+        QCOMPARE(snapshot(), before);
+    }
+
+    void refusedUploadLargerThanTheServerReadsFailsCleanly()
+    {
+        std::unique_ptr<clouddisk::CloudTransport> t = clouddisk::makeHttpTransport(m_server->url());
+        QVERIFY(t->login(QStringLiteral("alice"), QStringLiteral("a-pass")).ok);
+        const QString mqid = QString::number(m_alice);
+        const QJsonObject forged{{QStringLiteral("wjm"), QStringLiteral("big.GCFG")},
+                                 {QStringLiteral("ext"), QStringLiteral(".GCFG")},
+                                 {QStringLiteral("wjdx"), 1},
+                                 {QStringLiteral("pid"), QStringLiteral("1")},
+                                 {QStringLiteral("wjjwybs"), QStringLiteral("forged-ticket")},
+                                 {QStringLiteral("sclj"), QStringLiteral("/big.GCFG")}};
+        const QString before = snapshot();
+        // The server stops reading a refused body past 64 MB and closes the
+        // connection; the host must get an answer, not a broken pipe.
+        QBuffer source;
+        source.setData(QByteArray(80 * 1024 * 1024, 'z'));
+        source.open(QIODevice::ReadOnly);
+        const QJsonObject reply = t->upload(personalUploadFile(forged, QStringLiteral("/tmp/x"), mqid), &source);
+        QVERIFY(codeOf(reply) != 0);
+        QVERIFY(!reply.value(QLatin1String("msg")).toString().isEmpty());
+        QVERIFY(m_server->isRunning());
+        QCOMPARE(snapshot(), before);
+    }
+
+    void downloadOfUnknownNodeIsRefused()
+    {
+        std::unique_ptr<clouddisk::CloudTransport> t = clouddisk::makeHttpTransport(m_server->url());
+        QVERIFY(t->login(QStringLiteral("alice"), QStringLiteral("a-pass")).ok);
+        QBuffer sink;
+        sink.open(QIODevice::WriteOnly);
+        const QJsonObject reply =
+            t->download(download(QStringLiteral("x.GCFG"), QStringLiteral("/tmp/y"), QStringLiteral("999999")), &sink);
+        QVERIFY(codeOf(reply) != 0);
+        QVERIFY(sink.data().isEmpty());
+    }
+
+    void contentMethodsOnRequestRouteAreRefused()
+    {
+        const QString before = snapshot();
+        const QString token = loginToken(QStringLiteral("alice"), QStringLiteral("a-pass"));
+        QVERIFY(codeOf(post(bytes(download(QStringLiteral("a"), QStringLiteral("/tmp/a"), QStringLiteral("1"))),
+                            token)) != 0);
+        QCOMPARE(snapshot(), before);
+    }
+
+    void malformedBodiesLeaveServerRunningAndTreeUnchanged_data()
+    {
+        QTest::addColumn<QByteArray>("body");
+        QTest::newRow("empty") << QByteArray();
+        QTest::newRow("not JSON") << QByteArray("cloudDisk please");
+        QTest::newRow("cut short") << QByteArray("{\"cmd\":\"cloudDisk\",\"orgin_token\":\"mq_token_user\",\"data\":{\"met");
+        QTest::newRow("array") << QByteArray("[{\"cmd\":\"cloudDisk\"}]");
+        QTest::newRow("string") << QByteArray("\"cloudDisk\"");
+        QTest::newRow("empty object") << QByteArray("{}");
+        QTest::newRow("data not an object") << QByteArray("{\"cmd\":\"cloudDisk\",\"orgin_token\":\"mq_token_user\",\"data\":[]}");
+        QTest::newRow("unknown method") << QByteArray("{\"cmd\":\"cloudDisk\",\"orgin_token\":\"mq_token_user\",\"data\":{\"method\":\"dropeverything\",\"data\":{}}}");
+        QTest::newRow("deep nesting") << QByteArray(100000, '[');
+        QTest::newRow("NUL bytes") << QByteArray("{\"cmd\":\"cloud\0Disk\"}", 20);
+        QTest::newRow("random bytes") << randomBytes(4096, 3);
+    }
+
+    void malformedBodiesLeaveServerRunningAndTreeUnchanged()
+    {
+        QFETCH(QByteArray, body);
+        const QString before = snapshot();
+        const QString token = loginToken(QStringLiteral("alice"), QStringLiteral("a-pass"));
+        const QJsonObject reply = post(body, token);
+        QVERIFY(reply.contains(QLatin1String("code")));
+        QVERIFY(codeOf(reply) != 0);
+        QVERIFY(!reply.value(QLatin1String("msg")).toString().isEmpty());
+        QVERIFY(m_server->isRunning());
+        QCOMPARE(snapshot(), before);
+    }
+
+    void garbageBodyOf50MBLeavesServerRunningAndTreeUnchanged_data()
+    {
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<bool>("withToken");
+        QTest::newRow("request, signed in") << QStringLiteral("/clouddisk") << true;
+        QTest::newRow("request, no token") << QStringLiteral("/clouddisk") << false;
+        QTest::newRow("upload, signed in, no envelope") << QStringLiteral("/clouddisk/upload") << true;
+        QTest::newRow("download") << QStringLiteral("/clouddisk/download") << true;
+        QTest::newRow("login") << QStringLiteral("/login") << false;
+    }
+
+    void garbageBodyOf50MBLeavesServerRunningAndTreeUnchanged()
+    {
+        const clouddisk::http::NoBrokenPipeSignal quiet;
+        QFETCH(QString, path);
+        QFETCH(bool, withToken);
+        const QString before = snapshot();
+        httplib::Headers headers;
+        if (withToken)
+            headers.emplace("Authorization",
+                            "Bearer " + loginToken(QStringLiteral("alice"), QStringLiteral("a-pass")).toStdString());
+        const std::string garbage = randomBytes(50 * 1024 * 1024, 5).toStdString();
+        auto res = client()->Post(path.toStdString(), headers, garbage, "application/octet-stream");
+        // Refused, or cut off unread: either way nothing was taken in.
+        if (res) {
+            QVERIFY(res->status >= 400);
+            QVERIFY(codeOf(parse(res->body)) != 0);
+        }
+        QVERIFY(m_server->isRunning());
+        QCOMPARE(snapshot(), before);
+    }
+
+    void clientDisconnectingMidUploadLeavesTreeUnchanged()
+    {
+        const clouddisk::http::NoBrokenPipeSignal quiet;
+        std::unique_ptr<clouddisk::CloudTransport> t = clouddisk::makeHttpTransport(m_server->url());
+        QVERIFY(t->login(QStringLiteral("alice"), QStringLiteral("a-pass")).ok);
+        const QString mqid = QString::number(m_alice);
+        const QString root = rootNode(t->request(personalTree(m_alice))).value(QLatin1String("wjjid")).toString();
+        const qint64 size = 20 * 1024 * 1024;
+        const QJsonObject info = t->request(
+            personalUploadInfo(QStringLiteral("cut.GCFG"), root, size, QStringLiteral(".GCFG"), mqid));
+        QCOMPARE(codeOf(info), 0);
+        const QString before = snapshot();
+
+        // Announces 20 MB, sends 5 MB, then drops the connection.
+        const std::string token = loginToken(QStringLiteral("alice"), QStringLiteral("a-pass")).toStdString();
+        httplib::Headers headers{{"Authorization", "Bearer " + token},
+                                 {"X-Cloud-Envelope",
+                                  QJsonDocument(personalUploadFile(info.value(QLatin1String("data")).toObject(),
+                                                                   QStringLiteral("/tmp/x"), mqid))
+                                      .toJson(QJsonDocument::Compact)
+                                      .toBase64(QByteArray::Base64UrlEncoding | QByteArray::OmitTrailingEquals)
+                                      .toStdString()}};
+        const std::string piece(1024 * 1024, 'x');
+        auto res = client()->Post(
+            "/clouddisk/upload", headers, size_t(size),
+            [&](size_t offset, size_t, httplib::DataSink& sink) {
+                if (offset >= 5 * piece.size())
+                    return false;
+                return sink.write(piece.data(), piece.size());
+            },
+            "application/octet-stream");
+        QVERIFY(!res);
+
+        // The server has noticed once it answers again; the tree is as before.
+        QTRY_COMPARE_WITH_TIMEOUT(snapshot(), before, 10000);
+        QVERIFY(m_server->isRunning());
+        QVERIFY(childNamed(t->request(personalTree(m_alice)), QStringLiteral("cut.GCFG")).isEmpty());
+    }
+
+    void serverRestartSignsTheHostInAgain()
+    {
+        std::unique_ptr<clouddisk::CloudTransport> t = clouddisk::makeHttpTransport(m_server->url());
+        QVERIFY(t->login(QStringLiteral("alice"), QStringLiteral("a-pass")).ok);
+        QCOMPARE(codeOf(t->request(personalTree(m_alice))), 0);
+        const int port = m_server->port();
+        QVERIFY(m_server->stop());
+        QVERIFY2(m_server->start(port), m_server->errors().constData());
+        // Sessions lived in the old process; the transport signs in again.
+        QCOMPARE(codeOf(t->request(personalTree(m_alice))), 0);
+        QCOMPARE(codeOf(uploadThrough(*t, QStringLiteral("after-restart.GCFG"), randomBytes(1000, 9))), 0);
+    }
+
+    void serviceUrlComesFromHostValueThenEnvironment()
+    {
+        qunsetenv(clouddisk::kServiceUrlEnv);
+        QCOMPARE(clouddisk::chooseServiceUrl(QString()), QString());
+        QCOMPARE(clouddisk::chooseServiceUrl(QStringLiteral(" http://127.0.0.1:8765 ")),
+                 QStringLiteral("http://127.0.0.1:8765"));
+        QCOMPARE(clouddisk::chooseServiceUrl(QStringLiteral("not a url")), QString());
+        QCOMPARE(clouddisk::chooseServiceUrl(QStringLiteral("/var/lib/cloud")), QString());
+        QCOMPARE(clouddisk::chooseServiceUrl(QStringLiteral("ftp://host/")), QString());
+        qputenv(clouddisk::kServiceUrlEnv, "http://10.0.0.2:9000");
+        QCOMPARE(clouddisk::chooseServiceUrl(QString()), QStringLiteral("http://10.0.0.2:9000"));
+        QCOMPARE(clouddisk::chooseServiceUrl(QStringLiteral("http://127.0.0.1:8765")),
+                 QStringLiteral("http://127.0.0.1:8765"));
+        qputenv(clouddisk::kServiceUrlEnv, "embedded");
+        QCOMPARE(clouddisk::chooseServiceUrl(QString()), QString());
+        qunsetenv(clouddisk::kServiceUrlEnv);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestCloudHttp)
+#include "tst_cloudhttp.moc"
