@@ -6,6 +6,8 @@
 
 #include "CloudHttp_p.h"
 #include "CloudTransport.h"
+#include "HostServices.h"
+#include "SharedInterfaceTesting.h"
 #include "TransportChoice.h"
 
 #include <httplib.h>
@@ -68,6 +70,9 @@ private:
     std::unique_ptr<Server> m_server;
     qint64 m_alice = -1;
     qint64 m_bob = -1;
+    // Sessions for looking at the trees; logins are slow on purpose.
+    QString m_aliceToken;
+    QString m_bobToken;
 
     // Raw clients play outside tools. Callers hold a NoBrokenPipeSignal: a
     // refused sender may find the connection closed under it. The transport
@@ -103,15 +108,14 @@ private:
 
     QJsonObject aliceTree() const
     {
-        return post(bytes(personalTree(m_alice)), loginToken(QStringLiteral("alice"), QStringLiteral("a-pass")));
+        return post(bytes(personalTree(m_alice)), m_aliceToken);
     }
 
     // What an observer can see of the cloud: both users' trees and the files
     // in the data folder.
     QString snapshot() const
     {
-        const QJsonObject bobTree =
-            post(bytes(personalTree(m_bob)), loginToken(QStringLiteral("bob"), QStringLiteral("b-pass")));
+        const QJsonObject bobTree = post(bytes(personalTree(m_bob)), m_bobToken);
         return QString::fromUtf8(bytes(aliceTree())) + QString::fromUtf8(bytes(bobTree)) +
                filesUnder(m_data.path()).join(QLatin1Char('\n'));
     }
@@ -140,6 +144,8 @@ private slots:
         QVERIFY(m_alice > 0 && m_bob > 0 && m_alice != m_bob);
         m_server = std::make_unique<Server>(m_data.path());
         QVERIFY2(m_server->start(), m_server->errors().constData());
+        m_aliceToken = loginToken(QStringLiteral("alice"), QStringLiteral("a-pass"));
+        m_bobToken = loginToken(QStringLiteral("bob"), QStringLiteral("b-pass"));
     }
 
     void cleanupTestCase()
@@ -301,8 +307,10 @@ private slots:
         QCOMPARE(codeOf(t->upload(fileRequest, &first)), 0);
         const QString before = snapshot();
 
+        // Far more than the connection buffers, so the refusal only reaches
+        // the sender if the server reads the body to its end.
         QBuffer second;
-        second.setData(randomBytes(2 * 1024 * 1024, 12));
+        second.setData(QByteArray(32 * 1024 * 1024, 'y'));
         second.open(QIODevice::ReadOnly);
         const QJsonObject again = t->upload(fileRequest, &second);
         QVERIFY(codeOf(again) != 0);
@@ -467,6 +475,75 @@ private slots:
         // Sessions lived in the old process; the transport signs in again.
         QCOMPARE(codeOf(t->request(personalTree(m_alice))), 0);
         QCOMPARE(codeOf(uploadThrough(*t, QStringLiteral("after-restart.GCFG"), randomBytes(1000, 9))), 0);
+        QVERIFY(codeOf(post(bytes(personalTree(m_alice)), m_aliceToken)) != 0);
+        m_aliceToken = loginToken(QStringLiteral("alice"), QStringLiteral("a-pass"));
+        m_bobToken = loginToken(QStringLiteral("bob"), QStringLiteral("b-pass"));
+    }
+
+    void scenarioEndToEndThroughChannel()
+    {
+        // The host pointed at the server by its host value: everything on
+        // the host's disk happens here, the server keeps records and contents.
+        QTemporaryDir app;
+        SharedInterfaceTesting::reset();
+        SharedInterfaceTesting::setAppPath(app.path());
+        SharedInterfaceTesting::setHostValue(QString::fromUtf8(clouddisk::kServiceUrlKey), m_server->url());
+        auto exchange = [](const QJsonObject& envelope) {
+            return QJsonDocument::fromJson(ServicesUtil::AsyncReplyLoop(bytes(envelope))).object();
+        };
+
+        QString message;
+        QVERIFY(!ServicesUtil::CloudLogin(QStringLiteral("alice"), QStringLiteral("wrong"), nullptr, &message));
+        QVERIFY(!message.isEmpty());
+        QString userId;
+        QVERIFY(ServicesUtil::CloudLogin(QStringLiteral("alice"), QStringLiteral("a-pass"), &userId));
+        QCOMPARE(userId, QString::number(m_alice));
+
+        const QJsonObject tree = exchange(personalTree(m_alice));
+        QCOMPARE(codeOf(tree), 0);
+        const QString root = rootNode(tree).value(QLatin1String("wjjid")).toString();
+
+        // Save: the host wrote a project; the channel reads and uploads it.
+        const QByteArray contents = randomBytes(1024 * 1024 + 5, 21);
+        const QString local = app.path() + QStringLiteral("/结算书.GCFG");
+        {
+            QFile f(local);
+            QVERIFY(f.open(QIODevice::WriteOnly));
+            f.write(contents);
+        }
+        const QString mqid = QString::number(m_alice);
+        const QJsonObject info =
+            exchange(personalUploadInfo(QStringLiteral("结算书.GCFG"), root, contents.size(), QStringLiteral(".GCFG"), mqid));
+        QCOMPARE(codeOf(info), 0);
+        QCOMPARE(codeOf(exchange(personalUploadFile(info.value(QLatin1String("data")).toObject(), local, mqid))), 0);
+        const QJsonObject node = childNamed(exchange(personalTree(m_alice)), QStringLiteral("结算书.GCFG"));
+        QCOMPARE(node.value(QLatin1String("wjdx")).toDouble(), double(contents.size()));
+
+        // Open: where the download goes, then the download itself.
+        const QJsonObject same = envelope(QStringLiteral("mq_token_user"),
+                                          QJsonObject{{QStringLiteral("method"), QStringLiteral("isexistlocalsamenamefile")},
+                                                      {QStringLiteral("fileName"), QStringLiteral("结算书.GCFG")},
+                                                      {QStringLiteral("pathPrat"), QStringLiteral("个人云盘")},
+                                                      {QStringLiteral("data"), QJsonObject()}});
+        const QJsonObject where = exchange(same).value(QLatin1String("data")).toObject();
+        const QString staged = where.value(QLatin1String("filPath")).toString();
+        QCOMPARE(staged, app.path() + QStringLiteral("/cfg/DownloadCloudDiskFile/%1/个人云盘/结算书.GCFG").arg(m_alice));
+        QCOMPARE(where.value(QLatin1String("isExist")).toBool(), false);
+        const QJsonObject got = exchange(
+            download(QStringLiteral("结算书.GCFG"), staged, node.value(QLatin1String("xzlj")).toString()));
+        QCOMPARE(codeOf(got), 0);
+        QCOMPARE(got.value(QLatin1String("data")).toString(), staged);
+        QFile downloaded(staged);
+        QVERIFY(downloaded.open(QIODevice::ReadOnly));
+        QVERIFY(downloaded.readAll() == contents);
+        QCOMPARE(exchange(same).value(QLatin1String("data")).toObject().value(QLatin1String("isExist")).toBool(), true);
+
+        // All of it went to the server: no service was started in the host.
+        QVERIFY(!QFileInfo::exists(app.path() + QStringLiteral("/clouddisk")));
+
+        ServicesUtil::CloudLogout();
+        QVERIFY(codeOf(exchange(personalTree(m_alice))) != 0);
+        SharedInterfaceTesting::reset();
     }
 
     void serviceUrlComesFromHostValueThenEnvironment()

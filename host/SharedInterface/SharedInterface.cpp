@@ -6,6 +6,7 @@
 
 #include "CloudChannel.h"
 #include "CloudTransport.h"
+#include "TransportChoice.h"
 
 #include <QCoreApplication>
 #include <QDateTime>
@@ -139,17 +140,14 @@ namespace {
 // embedded in this process.
 QString cloudServiceUrl()
 {
-    const QString fromHost = TranMiUtilAction::Instance()->JudageValue(QStringLiteral("云盘服务地址"), QString()).trimmed();
-    if (!fromHost.isEmpty())
-        return fromHost;
-    return QString::fromLocal8Bit(qgetenv("PFD_CLOUD_URL")).trimmed();
+    return clouddisk::chooseServiceUrl(
+        TranMiUtilAction::Instance()->JudageValue(QString::fromUtf8(clouddisk::kServiceUrlKey), QString()));
 }
 
 // The one place that chooses how the host reaches the cloud-disk service.
 std::unique_ptr<clouddisk::CloudTransport> createCloudTransport(const QString& appPath, const QString& url)
 {
-    Q_UNUSED(url)
-    return clouddisk::makeEmbeddedTransport(appPath + QStringLiteral("/clouddisk"));
+    return clouddisk::makeTransport(url, appPath + QStringLiteral("/clouddisk"));
 }
 
 // The channel for the current application directory and service address.

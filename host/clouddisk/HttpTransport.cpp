@@ -52,6 +52,18 @@ QJsonObject answerOf(const httplib::Result& result)
     return failure(QStringLiteral("云盘服务答复无效（HTTP %1）").arg(result->status));
 }
 
+// The envelope as the server gets it: "filePath" names a place on the host's
+// disk, which is no business of the server's, so it travels empty.
+QJsonObject withoutLocalPath(QJsonObject envelope)
+{
+    QJsonObject method = envelope.value(QLatin1String("data")).toObject();
+    if (method.contains(QLatin1String("filePath"))) {
+        method.insert(QStringLiteral("filePath"), QString());
+        envelope.insert(QStringLiteral("data"), method);
+    }
+    return envelope;
+}
+
 class HttpTransport final : public CloudTransport
 {
 public:
@@ -109,7 +121,7 @@ public:
     QJsonObject download(const QJsonObject& envelope, QIODevice* sink) override
     {
         const http::NoBrokenPipeSignal quiet;
-        const std::string body = compact(envelope);
+        const std::string body = compact(withoutLocalPath(envelope));
         bool isContents = false;
         bool complete = false;
         bool sinkFailed = false;
@@ -163,7 +175,7 @@ public:
     QJsonObject upload(const QJsonObject& envelope, QIODevice* source) override
     {
         const http::NoBrokenPipeSignal quiet;
-        const std::string header = http::encodeEnvelopeHeader(envelope).toStdString();
+        const std::string header = http::encodeEnvelopeHeader(withoutLocalPath(envelope)).toStdString();
         // The contents can be sent once only, so the session is checked (and
         // renewed if the server forgot it) before they go.
         const QJsonObject session = withSession([&](const QByteArray& token) {
