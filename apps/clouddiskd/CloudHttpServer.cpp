@@ -138,6 +138,8 @@ CloudHttpServer::CloudHttpServer(clouddisk::Service& service)
     // upload abandoned.
     m_server->set_read_timeout(60, 0);
     m_server->set_write_timeout(60, 0);
+    // Answers go out at once, not after the peer's delayed acknowledgement.
+    m_server->set_tcp_nodelay(true);
     installRoutes();
 }
 
@@ -301,14 +303,20 @@ void CloudHttpServer::installRoutes()
             refuseBeforeBody(res, reader, refusal, 200);
             return;
         }
+        // The library hands the body over in small pieces; the store gets
+        // them gathered into large writes.
+        QByteArray pending;
+        pending.reserve(int(http::kChunk));
         bool storeFailed = false;
+        auto flush = [&] {
+            storeFailed = !pending.isEmpty() && !upload->write(pending.constData(), pending.size());
+            pending.resize(0);
+            return !storeFailed;
+        };
         const bool complete = reader([&](const char* data, size_t size) {
-            if (!upload->write(data, qint64(size))) {
-                storeFailed = true;
-                return false;
-            }
-            return true;
-        });
+            pending.append(data, int(size));
+            return pending.size() < http::kChunk || flush();
+        }) && flush();
         if (!complete) {
             upload->abort();
             res.set_header("Connection", "close");

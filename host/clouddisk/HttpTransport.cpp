@@ -125,11 +125,20 @@ public:
         bool isContents = false;
         bool complete = false;
         bool sinkFailed = false;
-        qint64 received = 0;
         std::string refusal;
+        // The library hands the contents over in small pieces; the sink
+        // gets them gathered into large writes.
+        QByteArray pending;
+        pending.reserve(int(http::kChunk));
+        auto flush = [&] {
+            if (!pending.isEmpty() && sink->write(pending) != pending.size())
+                sinkFailed = true;
+            pending.resize(0);
+            return !sinkFailed;
+        };
         const QJsonObject answer = withSession([&](const QByteArray& token) {
             isContents = false;
-            received = 0;
+            pending.resize(0);
             refusal.clear();
             httplib::Request req;
             req.method = "POST";
@@ -147,18 +156,14 @@ public:
                     refusal.append(data, size);
                     return qint64(refusal.size()) <= http::kMaxJsonBody;
                 }
-                if (sink->write(data, qint64(size)) != qint64(size)) {
-                    sinkFailed = true;
-                    return false;
-                }
-                received += qint64(size);
-                return true;
+                pending.append(data, int(size));
+                return pending.size() < http::kChunk || flush();
             };
             auto client = makeClient();
             auto res = std::make_unique<httplib::Response>();
             httplib::Error error = httplib::Error::Success;
             const bool sent = client->send(req, *res, error);
-            complete = sent;
+            complete = sent && (!isContents || flush());
             // The body went to the receivers; give answerOf the refusal text.
             res->body = refusal;
             return httplib::Result(sent ? std::move(res) : nullptr, error);
@@ -247,6 +252,7 @@ private:
         client->set_read_timeout(300, 0);
         client->set_write_timeout(60, 0);
         client->set_keep_alive(false);
+        client->set_tcp_nodelay(true);
         return client;
     }
 
