@@ -546,6 +546,22 @@ private slots:
         SharedInterfaceTesting::reset();
     }
 
+    void unreachableServerGivesAClearRefusal()
+    {
+        // A port nobody listens on: the one the server had, once stopped.
+        Server gone(m_data.path());
+        QVERIFY(gone.start());
+        const QString url = gone.url();
+        QVERIFY(gone.stop());
+        std::unique_ptr<clouddisk::CloudTransport> t = clouddisk::makeHttpTransport(url);
+        const clouddisk::LoginResult login = t->login(QStringLiteral("alice"), QStringLiteral("a-pass"));
+        QVERIFY(!login.ok);
+        QVERIFY(login.message.contains(QStringLiteral("无法连接云盘服务")));
+        const QJsonObject reply = t->request(personalTree(m_alice));
+        QVERIFY(codeOf(reply) != 0);
+        QVERIFY(!reply.value(QLatin1String("msg")).toString().isEmpty());
+    }
+
     void serviceUrlComesFromHostValueThenEnvironment()
     {
         qunsetenv(clouddisk::kServiceUrlEnv);
