@@ -113,8 +113,10 @@ private slots:
 
         for (int i = 0; i < kUploads; ++i) {
             const QString name = QStringLiteral("crash-%1.GCFG").arg(i, 3, 10, QLatin1Char('0'));
-            const qint64 size = i % 10 == 9 ? 4 * 1024 * 1024 + random.bounded(1024)
-                                            : 1024 + random.bounded(256 * 1024);
+            // Mostly small project files, every tenth large enough that a
+            // kill often lands while its contents stream in.
+            const qint64 size = i % 10 == 9 ? 2 * 1024 * 1024 + random.bounded(1024)
+                                            : 1024 + random.bounded(128 * 1024);
             const QByteArray contents = randomBytes(size, seed + quint32(i));
             uploaded.insert(name, contents);
 

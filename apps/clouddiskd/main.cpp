@@ -13,6 +13,8 @@
 #include <QCoreApplication>
 #include <QDir>
 
+#include <atomic>
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <pthread.h>
@@ -90,10 +92,16 @@ int main(int argc, char* argv[])
         return 1;
     }
 
-    std::thread watcher([&server, stopSignals] {
+    std::atomic<bool> finished{false};
+    std::thread watcher([&server, &finished, stopSignals] {
         int signal = 0;
         sigwait(&stopSignals, &signal);
-        server.stop();
+        // A stop that comes before the server runs would be lost: repeat it
+        // until serving is over.
+        while (!finished) {
+            server.stop();
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        }
     });
 
     const QString shownHost = host.contains(QLatin1Char(':')) ? QLatin1Char('[') + host + QLatin1Char(']') : host;
@@ -101,6 +109,7 @@ int main(int argc, char* argv[])
     std::fflush(stdout);
 
     const bool served = server.serve();
+    finished = true;
 
     // serve() also ends without a signal when listening fails; wake the
     // watcher so it can be joined.
