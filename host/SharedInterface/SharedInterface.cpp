@@ -158,6 +158,17 @@ std::shared_ptr<clouddisk::Channel> cloudChannel()
     const QString url = cloudServiceUrl();
     const QString key = appPath + QLatin1Char('\n') + url;
     QMutexLocker lock(&s.cloudMutex);
+    static const bool closesWithApplication = [] {
+        // The cloud's database is closed while Qt is still whole.
+        qAddPostRoutine([] {
+            HostState& st = state();
+            QMutexLocker l(&st.cloudMutex);
+            st.channel.reset();
+            st.channelKey.clear();
+        });
+        return true;
+    }();
+    Q_UNUSED(closesWithApplication)
     if (!s.channel || s.channelKey != key) {
         s.channel = std::make_shared<clouddisk::Channel>(createCloudTransport(appPath, url), appPath);
         s.channelKey = key;

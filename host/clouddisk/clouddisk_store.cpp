@@ -159,6 +159,11 @@ Db::Db(const QString& dataDir)
 
 Db::~Db()
 {
+    // After the application object has gone (a service kept until the
+    // process ends) Qt SQL's own registry may have gone too: the process
+    // is ending, the connections go with it.
+    if (!QCoreApplication::instance())
+        return;
     QStringList names;
     {
         QMutexLocker lock(&m_connMutex);
