@@ -124,7 +124,7 @@ qint64 copyFileData(int from, int to)
             continue;
         }
         if (n == 0)
-            return total;
+            return total > 0 ? total : -1; // nothing, or a file the kernel cannot copy (/proc): read it instead
         if (errno == EINTR)
             continue;
         // Not supported between these two (other file systems, old kernel):
