@@ -309,6 +309,20 @@ private slots:
         QCOMPARE(readAll(back), contents);
     }
 
+#ifdef Q_OS_LINUX
+    void uploadOfAFileTheKernelCannotCopy()
+    {
+        // Files under /proc report no size; their bytes are read all the same.
+        Fixture f;
+        QVERIFY(f.signIn());
+        const QString mqid = QString::number(f.cloud->alice);
+        const QJsonObject info = f.ask(uploadInfo(mqid, "status.txt", QString::number(f.cloud->aliceRoot), 0, ".txt"));
+        QCOMPARE(f.ask(uploadFile(info.value("data").toObject(), "/proc/self/status", mqid)).value("code").toInt(-1), 0);
+        const qint64 id = f.cloud->service->nodeAt(f.cloud->aliceRoot, "status.txt");
+        QVERIFY(f.cloud->service->subtree(id).value("wjdx").toDouble() > 0);
+    }
+#endif
+
     void uploadFromNonFileRefused()
     {
         Fixture f;
