@@ -4,6 +4,8 @@
 
 #include "AddressBar.h"
 #include "AddressItem.h"
+#include "logindialog.h"
+#include "SharedInterfaceTesting.h"
 #include "mqcoreTesting.h"
 #include "oftenUseDirButton.h"
 #include "zBaseCombox.h"
@@ -16,11 +18,13 @@
 #include <QContextMenuEvent>
 #include <QCursor>
 #include <QDir>
+#include <QFile>
 #include <QHBoxLayout>
 #include <QLineEdit>
 #include <QListWidget>
 #include <QMenu>
 #include <QMimeData>
+#include <QPointer>
 #include <QPainter>
 #include <QTableView>
 #include <QTemporaryDir>
@@ -210,6 +214,143 @@ void fileMenuShots(const QString& dir, const QString& workspace, QStringList& wr
         });
 }
 
+// The first visible top-level window with this object name, or null.
+QWidget* topLevel(const QString& objectName)
+{
+    for (QWidget* w : QApplication::topLevelWidgets()) {
+        if (w->objectName() == objectName && w->isVisible())
+            return w;
+    }
+    return nullptr;
+}
+
+// Grabs the first window of that name to appear, delayMs after it appeared,
+// then runs done with it.
+void grabWhenShown(const QString& objectName, const QString& dir, const QString& name, QStringList& written,
+                   int delayMs, const std::function<void(QWidget*)>& done)
+{
+    auto* poll = new QTimer;
+    QObject::connect(poll, &QTimer::timeout, [=, &written] {
+        QPointer<QWidget> w = topLevel(objectName);
+        if (!w)
+            return;
+        poll->stop();
+        poll->deleteLater();
+        QTimer::singleShot(delayMs, [=, &written] {
+            if (!w)
+                return;
+            QApplication::processEvents();
+            save(w->grab(), dir, name, written);
+            if (done)
+                done(w);
+        });
+    });
+    poll->start(10);
+}
+
+// Selects the row named name (or the first file row when name is empty).
+bool selectCloudRow(QTableView* table, const QString& name)
+{
+    for (int r = 0; r < table->model()->rowCount(); ++r) {
+        const QString rowName = table->model()->index(r, 0).data().toString();
+        const bool folder = table->model()->index(r, 2).data().toString() == QStringLiteral("文件夹");
+        if (name.isEmpty() ? !folder : rowName == name) {
+            table->selectRow(r);
+            emit table->pressed(table->model()->index(r, 0));
+            return true;
+        }
+    }
+    return false;
+}
+
+void cloudShots(const QString& dir, QStringList& written)
+{
+    LoginDialog login(nullptr, QStringLiteral("demo"));
+    login.show();
+    QApplication::processEvents();
+    save(login.grab(), dir, QStringLiteral("cloud-login-window.png"), written);
+    login.hide();
+
+    QVector<QStringList> open = openGroups();
+    whileDialogRuns(
+        [&] {
+            zFileDialog::getOpenFileName(nullptr, QDir::homePath(), open.data(), open.size(), QString(), false,
+                                         QString(), true);
+        },
+        [&](zFileDialog* d) {
+            auto* table = d->findChild<QTableView*>(QStringLiteral("FileDialog"));
+            d->findChild<QAbstractButton*>(QStringLiteral("companyYun_button"))->click();
+            for (const QString& step : {QStringLiteral("华城建设集团"), QStringLiteral("结算")}) {
+                if (selectCloudRow(table, step))
+                    d->onOkButton();
+            }
+            QApplication::processEvents();
+            save(d->grab(), dir, QStringLiteral("cloud-enterprise-folder.png"), written);
+
+            d->findChild<QAbstractButton*>(QStringLiteral("personYun_button"))->click();
+            QApplication::processEvents();
+            save(d->grab(), dir, QStringLiteral("cloud-personal-root.png"), written);
+            if (selectCloudRow(table, QStringLiteral("预算")))
+                d->onOkButton();
+            if (!selectCloudRow(table, QString())) {
+                d->onCancelButton();
+                return;
+            }
+            // The progress window shows while the project comes down; the
+            // dialog then closes with its local path.
+            grabWhenShown(QStringLiteral("MQProgressBar"), dir, QStringLiteral("cloud-download-progress.png"), written,
+                          600, nullptr);
+            d->onOkButton();
+            if (d->isVisible())
+                d->onCancelButton();
+        });
+
+    QVector<QStringList> groups = saveGroups();
+    QString staged;
+    whileDialogRuns(
+        [&] {
+            staged = zFileDialog::getSaveFileName(nullptr, QDir::homePath(), QStringLiteral("新建住宅楼预算"),
+                                                  groups.data(), groups.size(), true, QString(), QString(), true);
+        },
+        [&](zFileDialog* d) {
+            auto* table = d->findChild<QTableView*>(QStringLiteral("FileDialog"));
+            d->findChild<QAbstractButton*>(QStringLiteral("personYun_button"))->click();
+            if (selectCloudRow(table, QStringLiteral("预算")))
+                d->onOkButton();
+            table->clearSelection();
+            // Entering a cloud clears the name field; the user types one.
+            d->findChild<QLineEdit*>(QStringLiteral("fileName_lineEdit"))->setText(QStringLiteral("新建住宅楼预算"));
+            // Saved by an earlier run: the overwrite question is answered yes.
+            QTimer yes;
+            QObject::connect(&yes, &QTimer::timeout, [] {
+                if (QWidget* box = topLevel(QStringLiteral("zMessageBox"))) {
+                    if (auto* ok = box->findChild<QAbstractButton*>(QStringLiteral("zMessageBoxYes")))
+                        ok->click();
+                }
+            });
+            yes.start(10);
+            d->onOkButton();
+            yes.stop();
+            if (d->isVisible())
+                d->onCancelButton();
+        });
+    if (staged.isEmpty())
+        return;
+    QFile project(staged);
+    if (project.open(QIODevice::WriteOnly))
+        project.write("demo project saved to the cloud");
+    project.close();
+    grabWhenShown(QStringLiteral("zMessageBox"), dir, QStringLiteral("cloud-save-success.png"), written, 0,
+                  [](QWidget* box) {
+                      if (auto* ok = box->findChild<QAbstractButton*>(QStringLiteral("zMessageBoxYes")))
+                          ok->click();
+                  });
+    zFileDialog::SaveToYunPanData(staged);
+    // Close the cloud channel while the application still runs: the embedded
+    // service's database must not be left to the end of the process.
+    SharedInterfaceTesting::reset();
+}
+
 } // namespace
 
 QStringList takeScreenshots(const QString& dir, const QString& workspace)
@@ -310,6 +451,7 @@ QStringList takeScreenshots(const QString& dir, const QString& workspace)
             d->onCancelButton();
         });
     fileMenuShots(dir, workspace, written);
+    cloudShots(dir, written);
     return written;
 }
 
