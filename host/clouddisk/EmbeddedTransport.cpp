@@ -70,25 +70,38 @@ public:
 
     void logout() override { m_user = -1; }
 
-    QJsonObject request(const QJsonObject& envelope) override
+    // The service, when it opens and a user is signed in; otherwise null
+    // with the refusal to answer.
+    Service* signedInService(QJsonObject* refusal)
     {
         QString why;
         Service* s = service(&why);
+        if (!s) {
+            *refusal = refuse(why);
+            return nullptr;
+        }
+        if (m_user < 0) {
+            *refusal = refuse(QStringLiteral("请先登录云盘"));
+            return nullptr;
+        }
+        return s;
+    }
+
+    QJsonObject request(const QJsonObject& envelope) override
+    {
+        QJsonObject refusal;
+        Service* s = signedInService(&refusal);
         if (!s)
-            return refuse(why);
-        if (m_user < 0)
-            return refuse(QStringLiteral("请先登录云盘"));
+            return refusal;
         return s->handle(m_user, envelope);
     }
 
     QJsonObject download(const QJsonObject& envelope, QIODevice* sink) override
     {
-        QString why;
-        Service* s = service(&why);
+        QJsonObject refusal;
+        Service* s = signedInService(&refusal);
         if (!s)
-            return refuse(why);
-        if (m_user < 0)
-            return refuse(QStringLiteral("请先登录云盘"));
+            return refusal;
         const Service::Download d = s->prepareDownload(m_user, envelope);
         if (!d.refusal.isEmpty())
             return d.refusal;
@@ -119,13 +132,10 @@ public:
 
     QJsonObject upload(const QJsonObject& envelope, QIODevice* source) override
     {
-        QString why;
-        Service* s = service(&why);
-        if (!s)
-            return refuse(why);
-        if (m_user < 0)
-            return refuse(QStringLiteral("请先登录云盘"));
         QJsonObject refusal;
+        Service* s = signedInService(&refusal);
+        if (!s)
+            return refusal;
         std::unique_ptr<Service::Upload> up = s->beginUpload(m_user, envelope, &refusal);
         if (!up)
             return refusal;
