@@ -49,6 +49,48 @@ QStringList filesBelow(const QString& dir)
     return out;
 }
 
+// A transport that answers every plain request with the same bytes and
+// counts the calls it gets.
+class CannedTransport : public clouddisk::CloudTransport
+{
+public:
+    explicit CannedTransport(QByteArray reply, bool overrideBytes = true)
+        : m_reply(std::move(reply))
+        , m_overrideBytes(overrideBytes)
+    {
+    }
+    clouddisk::LoginResult login(const QString& name, const QString&) override
+    {
+        clouddisk::LoginResult r;
+        r.ok = true;
+        r.userId = 7;
+        r.userName = name;
+        return r;
+    }
+    void logout() override {}
+    QJsonObject request(const QJsonObject&) override
+    {
+        ++requests;
+        return QJsonDocument::fromJson(m_reply).object();
+    }
+    QByteArray requestBytes(const QJsonObject& envelope) override
+    {
+        if (!m_overrideBytes)
+            return CloudTransport::requestBytes(envelope);
+        ++byteRequests;
+        return m_reply;
+    }
+    QJsonObject download(const QJsonObject&, QIODevice*) override { return QJsonObject{{"code", 1}, {"msg", "no"}}; }
+    QJsonObject upload(const QJsonObject&, QIODevice*) override { return QJsonObject{{"code", 1}, {"msg", "no"}}; }
+
+    int requests = 0;
+    int byteRequests = 0;
+
+private:
+    QByteArray m_reply;
+    bool m_overrideBytes;
+};
+
 } // namespace
 
 class tst_clouddisk_channel : public QObject
@@ -374,6 +416,56 @@ private slots:
         QVERIFY(doc.isObject());
         QCOMPARE(doc.object().value("code").toInt(), 1);
         QCOMPARE(doc.object().value("msg").toString(), QStringLiteral("请求格式错误"));
+    }
+
+    // ---- reply bytes
+    void plainRequestRepliesPassUntouched()
+    {
+        // Blanks and an order of keys that reading and writing again would
+        // not keep: the bytes must reach the caller as the transport gave them.
+        const QByteArray canned = "{\"msg\":\"\u6210\u529f\", \"code\":0,\"data\":{\"z\":1,\"a\":[]}}";
+        auto transport = std::make_unique<CannedTransport>(canned);
+        CannedTransport* t = transport.get();
+        QTemporaryDir app;
+        Channel channel(std::move(transport), app.path());
+        QVERIFY(channel.login("alice", "pw").ok);
+        QCOMPARE(channel.exchange(bytes(personTree(7.0))), canned);
+        QCOMPARE(channel.exchange(bytes(enterpriseList(7.0))), canned);
+        QCOMPARE(channel.exchange(bytes(uploadInfo("7", "a.GCFG", "1", 3, ".GCFG"))), canned);
+        QCOMPARE(t->byteRequests, 3);
+        QCOMPARE(t->requests, 0);
+        // The channel's own methods never go to the transport as plain requests.
+        const QJsonObject same = parse(channel.exchange(bytes(isExistLocal("a.GCFG", "个人云盘"))));
+        QCOMPARE(same.value("code").toInt(-1), 0);
+        QVERIFY(same.value("data").toObject().contains("filPath"));
+        QCOMPARE(t->byteRequests, 3);
+    }
+
+    void transportWithoutBytesIsWrittenOnce()
+    {
+        const QByteArray canned = "{\"msg\":\"ok\", \"code\":0}";
+        QTemporaryDir app;
+        Channel channel(std::make_unique<CannedTransport>(canned, false), app.path());
+        QVERIFY(channel.login("alice", "pw").ok);
+        QCOMPARE(channel.exchange(bytes(personTree(7.0))), QByteArray("{\"code\":0,\"msg\":\"ok\"}"));
+    }
+
+    void embeddedRepliesAreTheServiceBytes()
+    {
+        Fixture f;
+        QVERIFY(f.signIn());
+        for (const QJsonObject& env : {personTree(double(f.cloud->alice)), enterpriseList(double(f.cloud->alice)),
+                                       enterpriseDir(double(f.cloud->alice), QString::number(f.cloud->project),
+                                                     QString::number(f.cloud->jia))}) {
+            const QByteArray got = f.channel->exchange(bytes(env));
+            QCOMPARE(got, f.cloud->service->handleBytes(f.cloud->alice, env));
+            QCOMPARE(parse(got).value("code").toInt(-1), 0);
+        }
+        // Refusals of the transport itself are replies too.
+        f.channel->logout();
+        const QJsonObject refused = parse(f.channel->exchange(bytes(personTree(double(f.cloud->alice)))));
+        QCOMPARE(refused.value("code").toInt(), 1);
+        QCOMPARE(refused.value("msg").toString(), QStringLiteral("请先登录云盘"));
     }
 
     // ---- through the host's channel

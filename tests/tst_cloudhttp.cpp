@@ -289,6 +289,44 @@ private slots:
         QVERIFY(codeOf(t->request(personalTree(m_alice))) != 0);
     }
 
+    void requestBytesAreTheBodyAsSent()
+    {
+        std::unique_ptr<clouddisk::CloudTransport> t = clouddisk::makeHttpTransport(m_server->url());
+        QVERIFY(t->login(QStringLiteral("alice"), QStringLiteral("a-pass")).ok);
+        const clouddisk::http::NoBrokenPipeSignal quiet;
+        httplib::Headers headers{{"Authorization", "Bearer " + m_aliceToken.toStdString()}};
+        auto raw = client()->Post("/clouddisk", headers, bytes(personalTree(m_alice)).toStdString(), "application/json");
+        QVERIFY(raw);
+        QCOMPARE(raw->status, 200);
+        const QByteArray got = t->requestBytes(personalTree(m_alice));
+        QCOMPARE(got, QByteArray::fromStdString(raw->body));
+        QCOMPARE(codeOf(QJsonDocument::fromJson(got).object()), 0);
+    }
+
+    void requestBytesRefusalsAreReplies()
+    {
+        std::unique_ptr<clouddisk::CloudTransport> t = clouddisk::makeHttpTransport(m_server->url());
+        // Not signed in: the transport's own refusal.
+        const QJsonObject before = QJsonDocument::fromJson(t->requestBytes(personalTree(m_alice))).object();
+        QCOMPARE(codeOf(before), 1);
+        QCOMPARE(before.value(QLatin1String("msg")).toString(), QStringLiteral("尚未登录云盘"));
+        // Someone else's id: the server's refusal, whatever its HTTP status.
+        QVERIFY(t->login(QStringLiteral("alice"), QStringLiteral("a-pass")).ok);
+        const QJsonObject other = QJsonDocument::fromJson(t->requestBytes(personalTree(m_bob))).object();
+        QVERIFY(codeOf(other) != 0);
+        QVERIFY(!other.value(QLatin1String("msg")).toString().isEmpty());
+        // No server: a reply naming what went wrong.
+        Server gone(m_data.path());
+        QVERIFY(gone.start());
+        const QString url = gone.url();
+        QVERIFY(gone.stop());
+        std::unique_ptr<clouddisk::CloudTransport> lost = clouddisk::makeHttpTransport(url);
+        QVERIFY(!lost->login(QStringLiteral("alice"), QStringLiteral("a-pass")).ok);
+        const QJsonObject unreachable = QJsonDocument::fromJson(lost->requestBytes(personalTree(m_alice))).object();
+        QVERIFY(codeOf(unreachable) != 0);
+        QVERIFY(!unreachable.value(QLatin1String("msg")).toString().isEmpty());
+    }
+
     void usedTicketIsRefusedAndItsSenderHearsWhy()
     {
         std::unique_ptr<clouddisk::CloudTransport> t = clouddisk::makeHttpTransport(m_server->url());

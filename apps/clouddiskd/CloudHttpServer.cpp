@@ -238,7 +238,8 @@ void CloudHttpServer::installRoutes()
                   400);
             return;
         }
-        reply(res, m_service.handle(userId, envelope));
+        res.status = 200;
+        res.set_content(m_service.handleBytes(userId, envelope).toStdString(), http::kJsonType);
     });
 
     s.Post(http::kDownloadPath, [this, acceptEnvelope](const httplib::Request& req, httplib::Response& res,

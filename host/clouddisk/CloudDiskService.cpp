@@ -10,6 +10,7 @@
 #include <QRegularExpression>
 #include <QIODevice>
 #include <QJsonArray>
+#include <QJsonDocument>
 #include <QSet>
 #include <QSqlError>
 #include <QSqlQuery>
@@ -777,6 +778,11 @@ QJsonObject Service::handle(qint64 userId, const QJsonObject& envelope)
         return d->uploadInfo(userId, m, method == mEnterpriseUploadInfo);
     // Contents and the host's own disk travel by the other entry points.
     return refuse(msgUnknownMethod);
+}
+
+QByteArray Service::handleBytes(qint64 userId, const QJsonObject& envelope)
+{
+    return QJsonDocument(handle(userId, envelope)).toJson(QJsonDocument::Compact);
 }
 
 Service::Download Service::prepareDownload(qint64 userId, const QJsonObject& envelope)

@@ -9,6 +9,7 @@
 // downloaded file and reading a file to upload belong to the host's side of
 // the channel (CloudTransport), which uses prepareDownload and beginUpload.
 #include "clouddisk_global.h"
+#include <QByteArray>
 #include <QJsonArray>
 #include <QJsonObject>
 #include <QList>
@@ -41,6 +42,8 @@ public:
     // prepareDownload and beginUpload; "isexistlocalsamenamefile" never
     // reaches the service. Anything malformed gets a "code"/"msg" refusal.
     QJsonObject handle(qint64 userId, const QJsonObject& envelope);
+    // The same reply as compact JSON bytes, ready to send.
+    QByteArray handleBytes(qint64 userId, const QJsonObject& envelope);
 
     // The download method: checks the envelope and the user's right to the
     // node named by "xzlj". On success `refusal` is empty and contentsPath

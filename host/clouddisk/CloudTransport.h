@@ -34,6 +34,11 @@ public:
 
     // Any request but download, upload-file and "isexistlocalsamenamefile".
     virtual QJsonObject request(const QJsonObject& envelope) = 0;
+    // The same request answered as the reply's bytes (compact JSON), as the
+    // service wrote them: a large tree is then never parsed and written
+    // again on its way to the dialog. By default the reply of request(),
+    // written out.
+    virtual QByteArray requestBytes(const QJsonObject& envelope);
     // The download method: on success the contents were written to `sink`
     // and the returned reply has "code" 0; otherwise the service's refusal
     // (or a transport failure as "code"/"msg"), and `sink` may hold a part.

@@ -8,6 +8,7 @@
 #include <QFileDevice>
 #include <QHash>
 #include <QIODevice>
+#include <QJsonDocument>
 #include <QMutex>
 #include <QWeakPointer>
 
@@ -17,6 +18,11 @@
 namespace clouddisk {
 
 CloudTransport::~CloudTransport() = default;
+
+QByteArray CloudTransport::requestBytes(const QJsonObject& envelope)
+{
+    return QJsonDocument(request(envelope)).toJson(QJsonDocument::Compact);
+}
 
 namespace {
 
@@ -94,6 +100,15 @@ public:
         if (!s)
             return refusal;
         return s->handle(m_user, envelope);
+    }
+
+    QByteArray requestBytes(const QJsonObject& envelope) override
+    {
+        QJsonObject refusal;
+        Service* s = signedInService(&refusal);
+        if (!s)
+            return QJsonDocument(refusal).toJson(QJsonDocument::Compact);
+        return s->handleBytes(m_user, envelope);
     }
 
     QJsonObject download(const QJsonObject& envelope, QIODevice* sink) override

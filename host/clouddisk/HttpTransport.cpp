@@ -35,6 +35,14 @@ std::string compact(const QJsonObject& object)
     return QJsonDocument(object).toJson(QJsonDocument::Compact).toStdString();
 }
 
+// Whether a body can be a JSON object, judged without reading it all.
+bool looksLikeObject(const std::string& body)
+{
+    const size_t first = body.find_first_not_of(" \t\r\n");
+    const size_t last = body.find_last_not_of(" \t\r\n");
+    return first != std::string::npos && body[first] == '{' && body[last] == '}';
+}
+
 QString unreachable(httplib::Error error)
 {
     return QStringLiteral("无法连接云盘服务（%1）").arg(QString::fromStdString(httplib::to_string(error)));
@@ -116,6 +124,24 @@ public:
             auto client = makeClient();
             return client->Post(http::kRequestPath, authHeaders(token), body, http::kJsonType);
         });
+    }
+
+    QByteArray requestBytes(const QJsonObject& envelope) override
+    {
+        const http::NoBrokenPipeSignal quiet;
+        const std::string body = compact(envelope);
+        QJsonObject failed;
+        httplib::Result result = sendWithSession(
+            [&](const QByteArray& token) {
+                auto client = makeClient();
+                return client->Post(http::kRequestPath, authHeaders(token), body, http::kJsonType);
+            },
+            &failed);
+        // The server's answer goes on as it came; only a refusal of the
+        // exchange itself is made into a reply here.
+        if (failed.isEmpty() && result && result->status == 200 && looksLikeObject(result->body))
+            return QByteArray::fromStdString(result->body);
+        return QJsonDocument(failed.isEmpty() ? answerOf(result) : failed).toJson(QJsonDocument::Compact);
     }
 
     QJsonObject download(const QJsonObject& envelope, QIODevice* sink) override
@@ -283,10 +309,20 @@ private:
         return answer;
     }
 
-    // Runs send(token); when the server no longer knows the token, signs in
-    // again with the remembered credentials and runs it once more.
+    // Runs send(token) and gives its answer, or the refusal.
     template <typename Send>
     QJsonObject withSession(Send send)
+    {
+        QJsonObject failed;
+        const httplib::Result result = sendWithSession(send, &failed);
+        return failed.isEmpty() ? answerOf(result) : failed;
+    }
+
+    // Runs send(token); when the server no longer knows the token, signs in
+    // again with the remembered credentials and runs it once more. *failed
+    // is set when there is no session to send with.
+    template <typename Send>
+    httplib::Result sendWithSession(Send send, QJsonObject* failed)
     {
         QByteArray token;
         QString name, password;
@@ -296,8 +332,10 @@ private:
             name = m_name;
             password = m_password;
         }
-        if (token.isEmpty())
-            return failure(QStringLiteral("尚未登录云盘"));
+        if (token.isEmpty()) {
+            *failed = failure(QStringLiteral("尚未登录云盘"));
+            return httplib::Result(nullptr, httplib::Error::Unknown);
+        }
         httplib::Result result = send(token);
         if (result && result->status == 401 && !name.isEmpty()) {
             QByteArray renewed;
@@ -308,14 +346,16 @@ private:
             // Another thread may have signed in again already.
             if (renewed == token || renewed.isEmpty()) {
                 const QJsonObject again = signIn(name, password);
-                if (again.value(QLatin1String("code")).toInt(-1) != 0)
-                    return again;
+                if (again.value(QLatin1String("code")).toInt(-1) != 0) {
+                    *failed = again;
+                    return httplib::Result(nullptr, httplib::Error::Unknown);
+                }
                 QMutexLocker lock(&m_mutex);
                 renewed = m_token;
             }
             result = send(renewed);
         }
-        return answerOf(result);
+        return result;
     }
 
     std::string m_baseUrl;
