@@ -287,12 +287,13 @@ void TestListing::sizeDisplayText_data()
     QTest::newRow("beyond TB") << "2199023255552KB" << "2048.00 TB";
     QTest::newRow("lower-case kb is no unit") << "2kb" << "0 B";
     QTest::newRow("1023 bytes") << "0.9990234375KB" << "1023 B";
-    // Texts that read as numbers but are no size are shown as an unreadable
-    // one; a huge negative size is written out, not converted.
+    // "nan" shows as an unreadable size; an infinity runs up the scale like
+    // any large size; a huge negative size is written out, not converted.
     QTest::newRow("nan") << "nanKB" << "0 B";
-    QTest::newRow("infinity") << "infKB" << "0 B";
-    QTest::newRow("negative infinity") << "-infKB" << "0 B";
-    QTest::newRow("past a double's range") << "1e400KB" << "0 B";
+    QTest::newRow("infinity") << "infKB" << "inf TB";
+    QTest::newRow("negative infinity") << "-infKB" << "-inf B";
+    QTest::newRow("past a double's range") << "1e400KB" << "inf TB";
+    QTest::newRow("overflows when made bytes") << "1.7e308KB" << "inf TB";
     QTest::newRow("small negative") << "-1KB" << "-1024 B";
     QTest::newRow("huge negative") << "-1e30KB" << "-1024000000000000020361855834783744 B";
 }
@@ -318,7 +319,9 @@ void TestListing::sizeKilobytesForSorting_data()
     QTest::newRow("lower case") << "GCFG 文件" << "12kb" << -1.0;
     QTest::newRow("no number") << "GCFG 文件" << "xKB" << -1.0;
     QTest::newRow("nan") << "GCFG 文件" << "nanKB" << -1.0;
-    QTest::newRow("infinity") << "GCFG 文件" << "infKB" << -1.0;
+    QTest::newRow("infinity") << "GCFG 文件" << "infKB" << qInf();
+    QTest::newRow("negative infinity") << "GCFG 文件" << "-infKB" << -qInf();
+    QTest::newRow("past a double's range") << "GCFG 文件" << "1e400KB" << -1.0;
 }
 
 void TestListing::sizeKilobytesForSorting()

@@ -13,9 +13,11 @@ QString sizeDisplayText(const QString& size)
         return QString();
     text.remove(QStringLiteral("KB"), Qt::CaseSensitive);
     double value = text.trimmed().toDouble() * 1024.0;
-    // "nan", "inf" and numbers too large for a double are no size: shown as
-    // an unreadable text is.
-    if (!std::isfinite(value))
+    // "nan" has no place on the scale and no whole number to truncate to
+    // (converting it is undefined behaviour): it shows as an unreadable text
+    // does. An infinity, typed or from a number past a double's range, runs
+    // up the scale like any large size and shows as "inf TB".
+    if (std::isnan(value))
         value = 0;
     static const char* const units[] = {"B", "KB", "MB", "GB", "TB"};
     int unit = 0;
@@ -39,8 +41,9 @@ double sizeKilobytes(const FileInfo& info)
         return -1;
     bool ok = false;
     const double kb = info.size.leftRef(info.size.size() - 2).trimmed().toDouble(&ok);
-    // "nanKB" and "infKB" read as numbers but order nothing.
-    return ok && std::isfinite(kb) ? kb : -1;
+    // "nanKB" reads as a number but compares with nothing, which would
+    // leave the sort without an order; infinities order as they are.
+    return ok && !std::isnan(kb) ? kb : -1;
 }
 
 } // namespace pfd
