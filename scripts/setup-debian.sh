@@ -7,8 +7,9 @@ set -euo pipefail
 packages=(cmake g++ make qtbase5-dev qtbase5-dev-tools libqt5svg5-dev libqt5sql5-sqlite
           fonts-wqy-microhei xvfb xauth
           xclip dbus
-          # clouddiskd and the host's HTTP transport: the HTTP library
-          libcpp-httplib-dev pkg-config)
+          # HTTP: clouddiskd's server (libmicrohttpd) and the host's
+          # transport to it (libcurl)
+          libmicrohttpd-dev libcurl4-openssl-dev pkg-config)
 # --sanitize: the sanitizer and fuzzing build (clang, its sanitizer and
 # libFuzzer runtimes, llvm-symbolizer for readable reports).
 if [ "${1:-}" = "--sanitize" ]; then

@@ -10,7 +10,7 @@
 #include "SharedInterfaceTesting.h"
 #include "TransportChoice.h"
 
-#include <httplib.h>
+#include <curl/curl.h>
 
 #include <QBuffer>
 #include <QDir>
@@ -19,7 +19,13 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <atomic>
+#include <functional>
+#include <thread>
+#include <optional>
+
 using namespace cloudtest;
+namespace http = clouddisk::http;
 
 namespace {
 
@@ -59,6 +65,105 @@ QStringList filesUnder(const QString& dir)
     return out;
 }
 
+// A raw HTTP client playing the outside tools: exact paths, headers and
+// bodies, nothing of the transport's own.
+struct RawReply
+{
+    long status = 0;
+    std::string body;
+};
+using RawResult = std::optional<RawReply>;
+using RawHeaders = std::vector<std::string>;
+
+class RawClient
+{
+public:
+    explicit RawClient(int port)
+        : m_base("http://127.0.0.1:" + std::to_string(port))
+    {
+    }
+
+    RawResult post(const std::string& path, const RawHeaders& headers, const std::string& body,
+                   const std::string& type) const
+    {
+        return perform(path, headers, type, [&](CURL* c) {
+            curl_easy_setopt(c, CURLOPT_POSTFIELDSIZE_LARGE, curl_off_t(body.size()));
+            curl_easy_setopt(c, CURLOPT_POSTFIELDS, body.data());
+        });
+    }
+    RawResult post(const std::string& path, const std::string& body, const std::string& type) const
+    {
+        return post(path, {}, body, type);
+    }
+
+    // Announces `size` bytes and sends what `next` gives until it returns
+    // false, which drops the connection.
+    RawResult postStreamed(const std::string& path, const RawHeaders& headers, qint64 size,
+                           std::function<bool(std::string*)> next) const
+    {
+        std::string piece;
+        size_t taken = 0;
+        auto feed = [&](char* out, size_t room) -> size_t {
+            if (taken == piece.size()) {
+                piece.clear();
+                taken = 0;
+                if (!next(&piece))
+                    return CURL_READFUNC_ABORT;
+            }
+            const size_t n = std::min(room, piece.size() - taken);
+            memcpy(out, piece.data() + taken, n);
+            taken += n;
+            return n;
+        };
+        using Feed = decltype(feed);
+        return perform(path, headers, "application/octet-stream", [&](CURL* c) {
+            curl_easy_setopt(c, CURLOPT_POSTFIELDSIZE_LARGE, curl_off_t(size));
+            curl_easy_setopt(c, CURLOPT_READFUNCTION, +[](char* out, size_t, size_t room, void* f) {
+                return (*static_cast<Feed*>(f))(out, room);
+            });
+            curl_easy_setopt(c, CURLOPT_READDATA, &feed);
+        });
+    }
+
+private:
+    RawResult perform(const std::string& path, const RawHeaders& headers, const std::string& type,
+                      const std::function<void(CURL*)>& setBody) const
+    {
+        CURL* c = curl_easy_init();
+        curl_slist* list = curl_slist_append(nullptr, ("Content-Type: " + type).c_str());
+        list = curl_slist_append(list, "Expect:");
+        for (const std::string& h : headers)
+            list = curl_slist_append(list, h.c_str());
+        RawReply reply;
+        curl_easy_setopt(c, CURLOPT_URL, (m_base + path).c_str());
+        curl_easy_setopt(c, CURLOPT_PROXY, "");
+        curl_easy_setopt(c, CURLOPT_NOSIGNAL, 1L);
+        curl_easy_setopt(c, CURLOPT_TIMEOUT, 30L);
+        curl_easy_setopt(c, CURLOPT_POST, 1L);
+        curl_easy_setopt(c, CURLOPT_HTTPHEADER, list);
+        curl_easy_setopt(c, CURLOPT_WRITEFUNCTION, +[](char* data, size_t, size_t n, void* out) {
+            static_cast<std::string*>(out)->append(data, n);
+            return n;
+        });
+        curl_easy_setopt(c, CURLOPT_WRITEDATA, &reply.body);
+        setBody(c);
+        const CURLcode rc = curl_easy_perform(c);
+        curl_easy_getinfo(c, CURLINFO_RESPONSE_CODE, &reply.status);
+        curl_easy_cleanup(c);
+        curl_slist_free_all(list);
+        if (rc != CURLE_OK)
+            return std::nullopt;
+        return reply;
+    }
+
+    std::string m_base;
+};
+
+std::string bearer(const QString& token)
+{
+    return "Authorization: Bearer " + token.toStdString();
+}
+
 } // namespace
 
 class TestCloudHttp : public QObject
@@ -77,19 +182,16 @@ private:
     // Raw clients play outside tools. Callers hold a NoBrokenPipeSignal: a
     // refused sender may find the connection closed under it. The transport
     // must look after that itself, so it is not blocked for the whole test.
-    std::unique_ptr<httplib::Client> client() const
+    RawClient client() const
     {
-        auto c = std::make_unique<httplib::Client>("127.0.0.1", m_server->port());
-        c->set_read_timeout(30, 0);
-        c->set_write_timeout(30, 0);
-        return c;
+        return RawClient(m_server->port());
     }
 
     QString loginToken(const QString& name, const QString& password) const
     {
         const clouddisk::http::NoBrokenPipeSignal quiet;
         const QJsonObject body{{QStringLiteral("name"), name}, {QStringLiteral("password"), password}};
-        auto res = client()->Post("/login", bytes(body).toStdString(), "application/json");
+        auto res = client().post("/login", bytes(body).toStdString(), "application/json");
         return res ? parse(res->body).value(QLatin1String("token")).toString() : QString();
     }
 
@@ -97,10 +199,10 @@ private:
     QJsonObject post(const QByteArray& body, const QString& token, int* status = nullptr) const
     {
         const clouddisk::http::NoBrokenPipeSignal quiet;
-        httplib::Headers headers;
+        RawHeaders headers;
         if (!token.isEmpty())
-            headers.emplace("Authorization", "Bearer " + token.toStdString());
-        auto res = client()->Post("/clouddisk", headers, body.toStdString(), "application/json");
+            headers.push_back(bearer(token));
+        auto res = client().post("/clouddisk", headers, body.toStdString(), "application/json");
         if (status)
             *status = res ? res->status : -1;
         return res ? parse(res->body) : QJsonObject{{QStringLiteral("code"), -1}};
@@ -135,6 +237,41 @@ private:
                         &source);
     }
 
+    // The headers an outside tool streams an upload of `size` bytes named
+    // `name` into alice's root with; the ticket comes through `t`. Empty
+    // when the ticket is refused.
+    RawHeaders uploadHeaders(clouddisk::CloudTransport& t, const QString& name, qint64 size) const
+    {
+        const QString mqid = QString::number(m_alice);
+        const QString root = rootNode(t.request(personalTree(m_alice))).value(QLatin1String("wjjid")).toString();
+        const QJsonObject info = t.request(personalUploadInfo(name, root, size, QStringLiteral(".GCFG"), mqid));
+        if (codeOf(info) != 0)
+            return {};
+        const QJsonObject file =
+            personalUploadFile(info.value(QLatin1String("data")).toObject(), QStringLiteral("/tmp/x"), mqid);
+        return {bearer(m_aliceToken), "X-Cloud-Envelope: " + http::encodeEnvelopeHeader(file).toStdString()};
+    }
+
+    // carol's personal tree: kLargeTreeFiles files with long names, so that
+    // its listing is over a megabyte.
+    static constexpr int kLargeTreeFiles = 3000;
+    bool addLargeTree()
+    {
+        QTemporaryDir local;
+        std::unique_ptr<clouddisk::Service> service = clouddisk::Service::open(m_data.path());
+        const qint64 carol = service ? service->addUser(QStringLiteral("carol"), QStringLiteral("c-pass")) : -1;
+        if (carol < 0)
+            return false;
+        const QString stem = QString(80, QChar(0x9884)); // "预" times 80
+        for (int i = 0; i < kLargeTreeFiles; ++i) {
+            QFile f(local.path() + QLatin1Char('/') + stem + QString::number(i) + QStringLiteral(".GCFG"));
+            if (!f.open(QIODevice::WriteOnly))
+                return false;
+        }
+        QString error;
+        return service->importFolder(service->personalRoot(carol), local.path(), &error) >= 0;
+    }
+
 private slots:
     void initTestCase()
     {
@@ -142,6 +279,7 @@ private slots:
         m_alice = addUser(m_data.path(), QStringLiteral("alice"), QStringLiteral("a-pass"));
         m_bob = addUser(m_data.path(), QStringLiteral("bob"), QStringLiteral("b-pass"));
         QVERIFY(m_alice > 0 && m_bob > 0 && m_alice != m_bob);
+        QVERIFY(addLargeTree());
         m_server = std::make_unique<Server>(m_data.path());
         QVERIFY2(m_server->start(), m_server->errors().constData());
         m_aliceToken = loginToken(QStringLiteral("alice"), QStringLiteral("a-pass"));
@@ -157,7 +295,7 @@ private slots:
     void loginAnswersTokenAndUserId()
     {
         const clouddisk::http::NoBrokenPipeSignal quiet;
-        auto res = client()->Post("/login", "{\"name\":\"alice\",\"password\":\"a-pass\"}", "application/json");
+        auto res = client().post("/login", "{\"name\":\"alice\",\"password\":\"a-pass\"}", "application/json");
         QVERIFY(res);
         const QJsonObject reply = parse(res->body);
         QCOMPARE(reply.value(QLatin1String("code")).toInt(-1), 0);
@@ -185,7 +323,7 @@ private slots:
     {
         const clouddisk::http::NoBrokenPipeSignal quiet;
         QFETCH(QByteArray, body);
-        auto res = client()->Post("/login", body.toStdString(), "application/json");
+        auto res = client().post("/login", body.toStdString(), "application/json");
         QVERIFY(res);
         const QJsonObject reply = parse(res->body);
         QVERIFY(reply.contains(QLatin1String("code")));
@@ -233,8 +371,7 @@ private slots:
         const clouddisk::http::NoBrokenPipeSignal quiet;
         const QString token = loginToken(QStringLiteral("alice"), QStringLiteral("a-pass"));
         QCOMPARE(codeOf(post(bytes(personalTree(m_alice)), token)), 0);
-        httplib::Headers headers{{"Authorization", "Bearer " + token.toStdString()}};
-        QVERIFY(client()->Post("/logout", headers, std::string(), "application/json"));
+        QVERIFY(client().post("/logout", {bearer(token)}, std::string(), "application/json"));
         QVERIFY(codeOf(post(bytes(personalTree(m_alice)), token)) != 0);
     }
 
@@ -289,15 +426,27 @@ private slots:
         QVERIFY(codeOf(t->request(personalTree(m_alice))) != 0);
     }
 
+    void listingOfOverAMegabyteArrivesWhole()
+    {
+        std::unique_ptr<clouddisk::CloudTransport> t = clouddisk::makeHttpTransport(m_server->url());
+        const clouddisk::LoginResult login = t->login(QStringLiteral("carol"), QStringLiteral("c-pass"));
+        QVERIFY(login.ok);
+        const QJsonObject tree = t->request(personalTree(login.userId));
+        QCOMPARE(codeOf(tree), 0);
+        // Larger than any request body the server takes.
+        QVERIFY(bytes(tree).size() > http::kMaxJsonBody);
+        QCOMPARE(rootNode(tree).value(QLatin1String("xjdata")).toArray().size(), kLargeTreeFiles);
+    }
+
     void requestBytesAreTheBodyAsSent()
     {
         std::unique_ptr<clouddisk::CloudTransport> t = clouddisk::makeHttpTransport(m_server->url());
         QVERIFY(t->login(QStringLiteral("alice"), QStringLiteral("a-pass")).ok);
         const clouddisk::http::NoBrokenPipeSignal quiet;
-        httplib::Headers headers{{"Authorization", "Bearer " + m_aliceToken.toStdString()}};
-        auto raw = client()->Post("/clouddisk", headers, bytes(personalTree(m_alice)).toStdString(), "application/json");
+        auto raw = client().post("/clouddisk", {bearer(m_aliceToken)}, bytes(personalTree(m_alice)).toStdString(),
+                                 "application/json");
         QVERIFY(raw);
-        QCOMPARE(raw->status, 200);
+        QCOMPARE(raw->status, 200L);
         const QByteArray got = t->requestBytes(personalTree(m_alice));
         QCOMPARE(got, QByteArray::fromStdString(raw->body));
         QCOMPARE(codeOf(QJsonDocument::fromJson(got).object()), 0);
@@ -448,12 +597,11 @@ private slots:
         QFETCH(QString, path);
         QFETCH(bool, withToken);
         const QString before = snapshot();
-        httplib::Headers headers;
+        RawHeaders headers;
         if (withToken)
-            headers.emplace("Authorization",
-                            "Bearer " + loginToken(QStringLiteral("alice"), QStringLiteral("a-pass")).toStdString());
+            headers.push_back(bearer(loginToken(QStringLiteral("alice"), QStringLiteral("a-pass"))));
         const std::string garbage = randomBytes(50 * 1024 * 1024, 5).toStdString();
-        auto res = client()->Post(path.toStdString(), headers, garbage, "application/octet-stream");
+        auto res = client().post(path.toStdString(), headers, garbage, "application/octet-stream");
         // Refused, or cut off unread: either way nothing was taken in.
         if (res) {
             QVERIFY(res->status >= 400);
@@ -468,38 +616,67 @@ private slots:
         const clouddisk::http::NoBrokenPipeSignal quiet;
         std::unique_ptr<clouddisk::CloudTransport> t = clouddisk::makeHttpTransport(m_server->url());
         QVERIFY(t->login(QStringLiteral("alice"), QStringLiteral("a-pass")).ok);
-        const QString mqid = QString::number(m_alice);
-        const QString root = rootNode(t->request(personalTree(m_alice))).value(QLatin1String("wjjid")).toString();
         const qint64 size = 20 * 1024 * 1024;
-        const QJsonObject info = t->request(
-            personalUploadInfo(QStringLiteral("cut.GCFG"), root, size, QStringLiteral(".GCFG"), mqid));
-        QCOMPARE(codeOf(info), 0);
+        const RawHeaders headers = uploadHeaders(*t, QStringLiteral("cut.GCFG"), size);
+        QVERIFY(!headers.empty());
         const QString before = snapshot();
 
         // Announces 20 MB, sends 5 MB, then drops the connection.
-        const std::string token = loginToken(QStringLiteral("alice"), QStringLiteral("a-pass")).toStdString();
-        httplib::Headers headers{{"Authorization", "Bearer " + token},
-                                 {"X-Cloud-Envelope",
-                                  QJsonDocument(personalUploadFile(info.value(QLatin1String("data")).toObject(),
-                                                                   QStringLiteral("/tmp/x"), mqid))
-                                      .toJson(QJsonDocument::Compact)
-                                      .toBase64(QByteArray::Base64UrlEncoding | QByteArray::OmitTrailingEquals)
-                                      .toStdString()}};
-        const std::string piece(1024 * 1024, 'x');
-        auto res = client()->Post(
-            "/clouddisk/upload", headers, size_t(size),
-            [&](size_t offset, size_t, httplib::DataSink& sink) {
-                if (offset >= 5 * piece.size())
-                    return false;
-                return sink.write(piece.data(), piece.size());
-            },
-            "application/octet-stream");
+        int sent = 0;
+        auto res = client().postStreamed("/clouddisk/upload", headers, size, [&](std::string* piece) {
+            if (sent++ == 5)
+                return false;
+            piece->assign(1024 * 1024, 'x');
+            return true;
+        });
         QVERIFY(!res);
 
         // The server has noticed once it answers again; the tree is as before.
         QTRY_COMPARE_WITH_TIMEOUT(snapshot(), before, 10000);
         QVERIFY(m_server->isRunning());
         QVERIFY(childNamed(t->request(personalTree(m_alice)), QStringLiteral("cut.GCFG")).isEmpty());
+    }
+
+    void browseIsAnsweredWhileAnotherHostUploads()
+    {
+        // Several hosts share one server: one host's upload, stalled half
+        // way, must not hold up another host's request.
+        std::unique_ptr<clouddisk::CloudTransport> t = clouddisk::makeHttpTransport(m_server->url());
+        QVERIFY(t->login(QStringLiteral("alice"), QStringLiteral("a-pass")).ok);
+        const qint64 size = 2 * 1024 * 1024;
+        const RawHeaders headers = uploadHeaders(*t, QStringLiteral("slow.GCFG"), size);
+        QVERIFY(!headers.empty());
+        QSemaphore firstHalfSent, browsed;
+        RawResult uploaded;
+        std::atomic<bool> uploadOver{false};
+        std::thread uploader([&] {
+            const clouddisk::http::NoBrokenPipeSignal quiet;
+            int pieces = 0;
+            const auto guard = qScopeGuard([&] { uploadOver = true; });
+            uploaded = client().postStreamed("/clouddisk/upload", headers, size, [&](std::string* piece) {
+                if (pieces == 1) {
+                    firstHalfSent.release();
+                    // At most 30 s, so a failure here cannot hang the test.
+                    browsed.tryAcquire(1, 30000);
+                }
+                if (pieces++ == 2)
+                    return false;
+                piece->assign(size_t(size / 2), 's');
+                return true;
+            });
+        });
+        QVERIFY(firstHalfSent.tryAcquire(1, 30000));
+        const QJsonObject bobTree = post(bytes(personalTree(m_bob)), m_bobToken);
+        // Answered while the upload still waited, not after it gave up.
+        const bool answeredDuringUpload = !uploadOver;
+        browsed.release();
+        uploader.join();
+        QCOMPARE(codeOf(bobTree), 0);
+        QVERIFY(answeredDuringUpload);
+        QVERIFY(uploaded);
+        QCOMPARE(codeOf(parse(uploaded->body)), 0);
+        QCOMPARE(childNamed(t->request(personalTree(m_alice)), QStringLiteral("slow.GCFG")).value(QLatin1String("wjdx")).toDouble(),
+                 double(size));
     }
 
     void serverRestartSignsTheHostInAgain()

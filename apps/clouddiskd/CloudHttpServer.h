@@ -1,19 +1,21 @@
 #pragma once
 // clouddiskd's HTTP face: routes the wire forms of CloudHttp_p.h onto one
-// clouddisk::Service. Requests run on the HTTP library's worker threads; the
-// service is safe for that. File contents are streamed in both directions and
-// never held whole in memory.
+// clouddisk::Service. Each connection is served by its own thread of the HTTP
+// library (libmicrohttpd), so several hosts are answered at once; the service
+// is safe for that. File contents are streamed in both directions and never
+// held whole in memory: an upload arrives in pieces of up to half the
+// connection's memory, a download leaves the stored file through sendfile.
 #include "Sessions.h"
 
 #include <QString>
 
-#include <memory>
+#include <condition_variable>
+#include <mutex>
+
+struct MHD_Daemon;
 
 namespace clouddisk {
 class Service;
-}
-namespace httplib {
-class Server;
 }
 
 namespace clouddiskd {
@@ -28,14 +30,20 @@ public:
     int bind(const QString& host, int port);
     // Serves until stop() is called from another thread. False on failure.
     bool serve();
+    // Ends serve(); a stop that comes before serve() makes it return at once.
     void stop();
 
-private:
-    void installRoutes();
+    struct Exchange;
 
+private:
     clouddisk::Service& m_service;
     Sessions m_sessions;
-    std::unique_ptr<httplib::Server> m_server;
+    int m_listenSocket = -1;
+    std::mutex m_mutex;
+    std::condition_variable m_stopped;
+    bool m_stopRequested = false;
+
+    friend struct Router;
 };
 
 } // namespace clouddiskd

@@ -13,8 +13,6 @@
 #include <QCoreApplication>
 #include <QDir>
 
-#include <atomic>
-#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <pthread.h>
@@ -92,16 +90,11 @@ int main(int argc, char* argv[])
         return 1;
     }
 
-    std::atomic<bool> finished{false};
-    std::thread watcher([&server, &finished, stopSignals] {
+    std::thread watcher([&server, stopSignals] {
         int signal = 0;
         sigwait(&stopSignals, &signal);
-        // A stop that comes before the server runs would be lost: repeat it
-        // until serving is over.
-        while (!finished) {
-            server.stop();
-            std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        }
+        // Also a stop that comes before serving starts ends it.
+        server.stop();
     });
 
     const QString shownHost = host.contains(QLatin1Char(':')) ? QLatin1Char('[') + host + QLatin1Char(']') : host;
@@ -109,7 +102,6 @@ int main(int argc, char* argv[])
     std::fflush(stdout);
 
     const bool served = server.serve();
-    finished = true;
 
     // serve() also ends without a signal when listening fails; wake the
     // watcher so it can be joined.

@@ -42,8 +42,6 @@ inline constexpr char kContentsType[] = "application/octet-stream";
 
 // An envelope or login body is small; anything larger is refused unread.
 inline constexpr qint64 kMaxJsonBody = 1 << 20;
-// Contents move in pieces of this size in both directions.
-inline constexpr qint64 kChunk = 256 * 1024;
 
 inline QByteArray encodeEnvelopeHeader(const QJsonObject& envelope)
 {

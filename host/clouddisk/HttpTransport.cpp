@@ -1,63 +1,81 @@
-// The host's way to clouddiskd: one HTTP client per request (so a long
+// The host's way to clouddiskd: one HTTP exchange per request (so a long
 // download never holds up the user-interface thread's browse requests), a
 // bearer token from /login, and contents streamed between the server and the
-// devices the channel opened on the host's disk.
+// devices the channel opened on the host's disk. The HTTP is libcurl's.
 #include "CloudHttp_p.h"
 #include "CloudTransport.h"
 
-#include <httplib.h>
+#include <curl/curl.h>
 
 #include <QIODevice>
 #include <QJsonDocument>
 #include <QMutex>
 #include <QMutexLocker>
-#include <QUrl>
 
-#include <vector>
+#include <functional>
+#include <mutex>
 
 namespace clouddisk {
 
 namespace {
+
+// Contents leave in pieces of this size (libcurl's largest upload buffer)...
+constexpr long kUploadBuffer = 2L << 20;
+// ...and arrive in pieces of up to this size, each written to the sink as
+// it comes.
+constexpr long kDownloadBuffer = 1L << 20;
+// A JSON answer is held whole to be parsed. A personal tree of 20,000 nodes
+// is about 3 MB; anything past this is no answer of the service's.
+constexpr qint64 kMaxAnswer = 256LL << 20;
+// Signing in and asking for anything must not wait long for a server that
+// does not answer at all.
+constexpr long kConnectSeconds = 10;
+// A transfer or an answer that makes no progress for this long is given up:
+// a large upload is answered only after the server has stored it.
+constexpr long kStallSeconds = 300;
 
 QJsonObject failure(const QString& msg)
 {
     return QJsonObject{{QStringLiteral("code"), 1}, {QStringLiteral("msg"), msg}};
 }
 
-QJsonObject parseObject(const std::string& body)
+QByteArray compact(const QJsonObject& object)
 {
-    const QJsonDocument doc = QJsonDocument::fromJson(QByteArray::fromStdString(body));
-    return doc.isObject() ? doc.object() : QJsonObject();
+    return QJsonDocument(object).toJson(QJsonDocument::Compact);
 }
 
-std::string compact(const QJsonObject& object)
+// What came back from one exchange.
+struct Answer
 {
-    return QJsonDocument(object).toJson(QJsonDocument::Compact).toStdString();
+    CURLcode error = CURLE_OK;
+    long status = 0;
+    QByteArray body; // a JSON answer; empty when the body went to a sink
+    bool bodyTooLarge = false;
+
+    bool ok() const { return error == CURLE_OK; }
+};
+
+// The answer to a finished exchange: the server's JSON reply or refusal when
+// it sent one, else a message naming what went wrong.
+QJsonObject answerOf(const Answer& a)
+{
+    if (a.bodyTooLarge)
+        return failure(QStringLiteral("云盘服务答复过大"));
+    if (!a.ok()) {
+        return failure(
+            QStringLiteral("无法连接云盘服务（%1）").arg(QString::fromUtf8(curl_easy_strerror(a.error))));
+    }
+    const QJsonDocument doc = QJsonDocument::fromJson(a.body);
+    if (doc.isObject() && !doc.object().isEmpty())
+        return doc.object();
+    return failure(QStringLiteral("云盘服务答复无效（HTTP %1）").arg(a.status));
 }
 
 // Whether a body can be a JSON object, judged without reading it all.
-bool looksLikeObject(const std::string& body)
+bool looksLikeObject(const QByteArray& body)
 {
-    const size_t first = body.find_first_not_of(" \t\r\n");
-    const size_t last = body.find_last_not_of(" \t\r\n");
-    return first != std::string::npos && body[first] == '{' && body[last] == '}';
-}
-
-QString unreachable(httplib::Error error)
-{
-    return QStringLiteral("无法连接云盘服务（%1）").arg(QString::fromStdString(httplib::to_string(error)));
-}
-
-// The answer to a failed exchange: the server's JSON refusal when it sent
-// one, else a message naming what went wrong.
-QJsonObject answerOf(const httplib::Result& result)
-{
-    if (!result)
-        return failure(unreachable(result.error()));
-    const QJsonObject body = parseObject(result->body);
-    if (!body.isEmpty())
-        return body;
-    return failure(QStringLiteral("云盘服务答复无效（HTTP %1）").arg(result->status));
+    const QByteArray trimmed = body.trimmed();
+    return trimmed.startsWith('{') && trimmed.endsWith('}');
 }
 
 // The envelope as the server gets it: "filePath" names a place on the host's
@@ -72,6 +90,156 @@ QJsonObject withoutLocalPath(QJsonObject envelope)
     return envelope;
 }
 
+// One POST. The body is either `body` or read from `source`; the answer is
+// collected as JSON unless `contents` takes it (it is handed the pieces of a
+// 200 answer of the contents type).
+class Exchange
+{
+public:
+    using Contents = std::function<bool(const char*, size_t)>;
+
+    Exchange(const std::string& url, const QByteArray& token)
+        : m_curl(curl_easy_init())
+    {
+        if (!m_curl)
+            return;
+        curl_easy_setopt(m_curl, CURLOPT_URL, url.c_str());
+        // clouddiskd is reached directly, whatever proxy the environment names.
+        curl_easy_setopt(m_curl, CURLOPT_PROXY, "");
+        curl_easy_setopt(m_curl, CURLOPT_PROTOCOLS_STR, "http,https");
+        // Worker threads: no signals for timeouts.
+        curl_easy_setopt(m_curl, CURLOPT_NOSIGNAL, 1L);
+        curl_easy_setopt(m_curl, CURLOPT_TCP_NODELAY, 1L);
+        curl_easy_setopt(m_curl, CURLOPT_FORBID_REUSE, 1L);
+        curl_easy_setopt(m_curl, CURLOPT_CONNECTTIMEOUT, kConnectSeconds);
+        curl_easy_setopt(m_curl, CURLOPT_LOW_SPEED_LIMIT, 1L);
+        curl_easy_setopt(m_curl, CURLOPT_LOW_SPEED_TIME, kStallSeconds);
+        curl_easy_setopt(m_curl, CURLOPT_POST, 1L);
+        curl_easy_setopt(m_curl, CURLOPT_WRITEFUNCTION, &Exchange::received);
+        curl_easy_setopt(m_curl, CURLOPT_WRITEDATA, this);
+        // The body goes at once; waiting for "100 Continue" only adds a
+        // round trip, and a refusal is read either way.
+        m_headers = curl_slist_append(m_headers, "Expect:");
+        if (!token.isEmpty())
+            m_headers = curl_slist_append(m_headers, ("Authorization: Bearer " + token).constData());
+    }
+
+    ~Exchange()
+    {
+        if (m_curl)
+            curl_easy_cleanup(m_curl);
+        curl_slist_free_all(m_headers);
+    }
+
+    void addHeader(const QByteArray& line) { m_headers = curl_slist_append(m_headers, line.constData()); }
+
+    void setBody(const QByteArray& body, const char* type)
+    {
+        m_body = body;
+        addHeader(QByteArray("Content-Type: ") + type);
+        curl_easy_setopt(m_curl, CURLOPT_POSTFIELDSIZE_LARGE, curl_off_t(m_body.size()));
+        curl_easy_setopt(m_curl, CURLOPT_POSTFIELDS, m_body.constData());
+    }
+
+    // The body is what `source` holds from its position to its end; a
+    // device of unknown size goes chunked.
+    void setSource(QIODevice* source, const char* type)
+    {
+        m_source = source;
+        addHeader(QByteArray("Content-Type: ") + type);
+        const curl_off_t size = source->isSequential() ? -1 : curl_off_t(source->size() - source->pos());
+        curl_easy_setopt(m_curl, CURLOPT_POSTFIELDSIZE_LARGE, size);
+        curl_easy_setopt(m_curl, CURLOPT_READFUNCTION, &Exchange::send);
+        curl_easy_setopt(m_curl, CURLOPT_READDATA, this);
+        curl_easy_setopt(m_curl, CURLOPT_UPLOAD_BUFFERSIZE, kUploadBuffer);
+    }
+
+    void setContents(Contents contents)
+    {
+        m_contents = std::move(contents);
+        curl_easy_setopt(m_curl, CURLOPT_BUFFERSIZE, kDownloadBuffer);
+    }
+
+    Answer perform()
+    {
+        if (!m_curl) {
+            m_answer.error = CURLE_FAILED_INIT;
+            return m_answer;
+        }
+        curl_easy_setopt(m_curl, CURLOPT_HTTPHEADER, m_headers);
+        m_answer.error = curl_easy_perform(m_curl);
+        curl_easy_getinfo(m_curl, CURLINFO_RESPONSE_CODE, &m_answer.status);
+        return m_answer;
+    }
+
+    bool sourceFailed() const { return m_sourceFailed; }
+    bool contentsFailed() const { return m_contentsFailed; }
+    bool gotContents() const { return m_isContents == 1; }
+
+private:
+    static size_t received(char* data, size_t, size_t size, void* self)
+    {
+        return static_cast<Exchange*>(self)->receive(data, size) ? size : 0;
+    }
+
+    bool receive(const char* data, size_t size)
+    {
+        if (m_isContents < 0) {
+            long status = 0;
+            const char* type = nullptr;
+            curl_easy_getinfo(m_curl, CURLINFO_RESPONSE_CODE, &status);
+            curl_easy_getinfo(m_curl, CURLINFO_CONTENT_TYPE, &type);
+            m_isContents = m_contents && status == 200 && type && qstrcmp(type, http::kContentsType) == 0;
+        }
+        if (m_isContents) {
+            m_contentsFailed = !m_contents(data, size);
+            return !m_contentsFailed;
+        }
+        // A refusal instead of contents is small; an answer can be large.
+        const qint64 cap = m_contents ? http::kMaxJsonBody : kMaxAnswer;
+        if (m_answer.body.size() + qint64(size) > cap) {
+            m_answer.bodyTooLarge = true;
+            return false;
+        }
+        m_answer.body.append(data, int(size));
+        return true;
+    }
+
+    static size_t send(char* buffer, size_t, size_t size, void* self)
+    {
+        return static_cast<Exchange*>(self)->read(buffer, size);
+    }
+
+    size_t read(char* buffer, size_t size)
+    {
+        for (;;) {
+            const qint64 got = m_source->read(buffer, qint64(size));
+            if (got > 0)
+                return size_t(got);
+            // A stream of unknown size ends when its device does; a file of
+            // known size that ends early, or fails, spoils the upload.
+            if (got == 0 && m_source->isSequential()) {
+                if (m_source->atEnd())
+                    return 0;
+                m_source->waitForReadyRead(100);
+                continue;
+            }
+            m_sourceFailed = true;
+            return CURL_READFUNC_ABORT;
+        }
+    }
+
+    CURL* m_curl = nullptr;
+    curl_slist* m_headers = nullptr;
+    QByteArray m_body;
+    QIODevice* m_source = nullptr;
+    Contents m_contents;
+    int m_isContents = -1;
+    bool m_sourceFailed = false;
+    bool m_contentsFailed = false;
+    Answer m_answer;
+};
+
 class HttpTransport final : public CloudTransport
 {
 public:
@@ -80,6 +248,9 @@ public:
     {
         while (!m_baseUrl.empty() && m_baseUrl.back() == '/')
             m_baseUrl.pop_back();
+        // Once per process, before any exchange on any thread.
+        static std::once_flag once;
+        std::call_once(once, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
     }
 
     LoginResult login(const QString& name, const QString& password) override
@@ -112,91 +283,63 @@ public:
         }
         if (token.isEmpty())
             return;
-        auto client = makeClient();
-        client->Post(http::kLogoutPath, authHeaders(token), std::string(), http::kJsonType);
+        Exchange e(url(http::kLogoutPath), token);
+        e.setBody(QByteArray(), http::kJsonType);
+        e.perform();
     }
 
     QJsonObject request(const QJsonObject& envelope) override
     {
         const http::NoBrokenPipeSignal quiet;
-        const std::string body = compact(envelope);
+        const QByteArray body = compact(envelope);
         return withSession([&](const QByteArray& token) {
-            auto client = makeClient();
-            return client->Post(http::kRequestPath, authHeaders(token), body, http::kJsonType);
+            Exchange e(url(http::kRequestPath), token);
+            e.setBody(body, http::kJsonType);
+            return e.perform();
         });
     }
 
     QByteArray requestBytes(const QJsonObject& envelope) override
     {
         const http::NoBrokenPipeSignal quiet;
-        const std::string body = compact(envelope);
+        const QByteArray body = compact(envelope);
         QJsonObject failed;
-        httplib::Result result = sendWithSession(
+        const Answer a = sendWithSession(
             [&](const QByteArray& token) {
-                auto client = makeClient();
-                return client->Post(http::kRequestPath, authHeaders(token), body, http::kJsonType);
+                Exchange e(url(http::kRequestPath), token);
+                e.setBody(body, http::kJsonType);
+                return e.perform();
             },
             &failed);
         // The server's answer goes on as it came; only a refusal of the
         // exchange itself is made into a reply here.
-        if (failed.isEmpty() && result && result->status == 200 && looksLikeObject(result->body))
-            return QByteArray::fromStdString(result->body);
-        return QJsonDocument(failed.isEmpty() ? answerOf(result) : failed).toJson(QJsonDocument::Compact);
+        if (failed.isEmpty() && a.ok() && a.status == 200 && looksLikeObject(a.body))
+            return a.body;
+        return compact(failed.isEmpty() ? answerOf(a) : failed);
     }
 
     QJsonObject download(const QJsonObject& envelope, QIODevice* sink) override
     {
         const http::NoBrokenPipeSignal quiet;
-        const std::string body = compact(withoutLocalPath(envelope));
-        bool isContents = false;
+        const QByteArray body = compact(withoutLocalPath(envelope));
+        bool gotContents = false;
         bool complete = false;
         bool sinkFailed = false;
-        std::string refusal;
-        // The library hands the contents over in small pieces; the sink
-        // gets them gathered into large writes.
-        QByteArray pending;
-        pending.reserve(int(http::kChunk));
-        auto flush = [&] {
-            if (!pending.isEmpty() && sink->write(pending) != pending.size())
-                sinkFailed = true;
-            pending.resize(0);
-            return !sinkFailed;
-        };
         const QJsonObject answer = withSession([&](const QByteArray& token) {
-            isContents = false;
-            pending.resize(0);
-            refusal.clear();
-            httplib::Request req;
-            req.method = "POST";
-            req.path = http::kDownloadPath;
-            req.headers = authHeaders(token);
-            req.body = body;
-            req.set_header("Content-Type", http::kJsonType);
-            req.response_handler = [&](const httplib::Response& res) {
-                isContents = res.status == 200 && res.get_header_value("Content-Type") == http::kContentsType;
-                return true;
-            };
-            req.content_receiver = [&](const char* data, size_t size, uint64_t, uint64_t) {
-                if (!isContents) {
-                    // A refusal is a small JSON object; anything longer is not one.
-                    refusal.append(data, size);
-                    return qint64(refusal.size()) <= http::kMaxJsonBody;
-                }
-                pending.append(data, int(size));
-                return pending.size() < http::kChunk || flush();
-            };
-            auto client = makeClient();
-            auto res = std::make_unique<httplib::Response>();
-            httplib::Error error = httplib::Error::Success;
-            const bool sent = client->send(req, *res, error);
-            complete = sent && (!isContents || flush());
-            // The body went to the receivers; give answerOf the refusal text.
-            res->body = refusal;
-            return httplib::Result(sent ? std::move(res) : nullptr, error);
+            Exchange e(url(http::kDownloadPath), token);
+            e.setBody(body, http::kJsonType);
+            e.setContents([sink](const char* data, size_t size) {
+                return sink->write(data, qint64(size)) == qint64(size);
+            });
+            Answer a = e.perform();
+            complete = a.ok();
+            gotContents = e.gotContents();
+            sinkFailed = e.contentsFailed();
+            return a;
         });
         if (sinkFailed)
             return failure(QStringLiteral("下载的文件无法写入本地磁盘"));
-        if (!isContents)
+        if (!gotContents)
             return answer;
         if (!complete)
             return failure(QStringLiteral("下载中断，文件不完整"));
@@ -206,12 +349,13 @@ public:
     QJsonObject upload(const QJsonObject& envelope, QIODevice* source) override
     {
         const http::NoBrokenPipeSignal quiet;
-        const std::string header = http::encodeEnvelopeHeader(withoutLocalPath(envelope)).toStdString();
+        const QByteArray header = http::encodeEnvelopeHeader(withoutLocalPath(envelope));
         // The contents can be sent once only, so the session is checked (and
         // renewed if the server forgot it) before they go.
         const QJsonObject session = withSession([&](const QByteArray& token) {
-            auto client = makeClient();
-            return client->Post(http::kSessionPath, authHeaders(token), std::string(), http::kJsonType);
+            Exchange e(url(http::kSessionPath), token);
+            e.setBody(QByteArray(), http::kJsonType);
+            return e.perform();
         });
         if (session.value(QLatin1String("code")).toInt(-1) != 0)
             return session;
@@ -221,85 +365,29 @@ public:
             QMutexLocker lock(&m_mutex);
             token = m_token;
         }
-        httplib::Headers headers = authHeaders(token);
-        headers.emplace(http::kEnvelopeHeader, header);
-
-        auto buffer = std::make_shared<std::vector<char>>(size_t(http::kChunk));
-        bool sourceFailed = false;
-        auto client = makeClient();
-        httplib::Result result = [&] {
-            if (!source->isSequential()) {
-                const qint64 size = source->size() - source->pos();
-                const qint64 start = source->pos();
-                return client->Post(
-                    http::kUploadPath, headers, size_t(size),
-                    [&, start](size_t offset, size_t length, httplib::DataSink& out) {
-                        const qint64 want = qMin<qint64>(qint64(length), qint64(buffer->size()));
-                        const bool placed =
-                            source->pos() == start + qint64(offset) || source->seek(start + qint64(offset));
-                        const qint64 got = placed ? source->read(buffer->data(), want) : -1;
-                        if (got <= 0) {
-                            sourceFailed = true;
-                            return false;
-                        }
-                        return out.write(buffer->data(), size_t(got));
-                    },
-                    http::kContentsType);
-            }
-            return client->Post(
-                http::kUploadPath, headers,
-                [&](size_t, httplib::DataSink& out) {
-                    if (source->bytesAvailable() <= 0 && !source->atEnd())
-                        source->waitForReadyRead(100);
-                    const qint64 got = source->read(buffer->data(), qint64(buffer->size()));
-                    if (got < 0) {
-                        sourceFailed = true;
-                        return false;
-                    }
-                    if (got == 0 && source->atEnd()) {
-                        out.done();
-                        return true;
-                    }
-                    return got == 0 || out.write(buffer->data(), size_t(got));
-                },
-                http::kContentsType);
-        }();
-        if (sourceFailed)
+        Exchange e(url(http::kUploadPath), token);
+        e.addHeader(QByteArray(http::kEnvelopeHeader) + ": " + header);
+        e.setSource(source, http::kContentsType);
+        const Answer a = e.perform();
+        if (e.sourceFailed())
             return failure(QStringLiteral("要上传的文件无法读取"));
-        return answerOf(result);
+        return answerOf(a);
     }
 
 private:
-    std::unique_ptr<httplib::Client> makeClient() const
-    {
-        auto client = std::make_unique<httplib::Client>(m_baseUrl);
-        client->set_connection_timeout(10, 0);
-        // A large upload is answered only after the server has stored it.
-        client->set_read_timeout(300, 0);
-        client->set_write_timeout(60, 0);
-        client->set_keep_alive(false);
-        client->set_tcp_nodelay(true);
-        return client;
-    }
-
-    static httplib::Headers authHeaders(const QByteArray& token)
-    {
-        httplib::Headers headers;
-        if (!token.isEmpty())
-            headers.emplace("Authorization", "Bearer " + token.toStdString());
-        return headers;
-    }
+    std::string url(const char* path) const { return m_baseUrl + path; }
 
     QJsonObject signIn(const QString& name, const QString& password)
     {
-        auto client = makeClient();
-        const QJsonObject body{{QStringLiteral("name"), name}, {QStringLiteral("password"), password}};
-        const httplib::Result result = client->Post(http::kLoginPath, compact(body), http::kJsonType);
-        const QJsonObject answer = answerOf(result);
+        Exchange e(url(http::kLoginPath), QByteArray());
+        e.setBody(compact(QJsonObject{{QStringLiteral("name"), name}, {QStringLiteral("password"), password}}),
+                  http::kJsonType);
+        const QJsonObject answer = answerOf(e.perform());
         const QByteArray token = answer.value(QLatin1String("token")).toString().toLatin1();
-        if (answer.value(QLatin1String("code")).toInt(-1) != 0 || token.isEmpty())
-            return answer.value(QLatin1String("code")).toInt(-1) != 0 ? answer
-                                                                       : failure(QStringLiteral("云盘服务未给出登录凭据"));
+        if (answer.value(QLatin1String("code")).toInt(-1) != 0)
+            return answer;
+        if (token.isEmpty())
+            return failure(QStringLiteral("云盘服务未给出登录凭据"));
         QMutexLocker lock(&m_mutex);
         m_token = token;
         // Kept so that a server restart, which forgets sessions, costs the
@@ -314,15 +402,15 @@ private:
     QJsonObject withSession(Send send)
     {
         QJsonObject failed;
-        const httplib::Result result = sendWithSession(send, &failed);
-        return failed.isEmpty() ? answerOf(result) : failed;
+        const Answer a = sendWithSession(send, &failed);
+        return failed.isEmpty() ? answerOf(a) : failed;
     }
 
     // Runs send(token); when the server no longer knows the token, signs in
     // again with the remembered credentials and runs it once more. *failed
     // is set when there is no session to send with.
     template <typename Send>
-    httplib::Result sendWithSession(Send send, QJsonObject* failed)
+    Answer sendWithSession(Send send, QJsonObject* failed)
     {
         QByteArray token;
         QString name, password;
@@ -334,10 +422,10 @@ private:
         }
         if (token.isEmpty()) {
             *failed = failure(QStringLiteral("尚未登录云盘"));
-            return httplib::Result(nullptr, httplib::Error::Unknown);
+            return Answer();
         }
-        httplib::Result result = send(token);
-        if (result && result->status == 401 && !name.isEmpty()) {
+        Answer a = send(token);
+        if (a.ok() && a.status == 401 && !name.isEmpty()) {
             QByteArray renewed;
             {
                 QMutexLocker lock(&m_mutex);
@@ -348,14 +436,14 @@ private:
                 const QJsonObject again = signIn(name, password);
                 if (again.value(QLatin1String("code")).toInt(-1) != 0) {
                     *failed = again;
-                    return httplib::Result(nullptr, httplib::Error::Unknown);
+                    return Answer();
                 }
                 QMutexLocker lock(&m_mutex);
                 renewed = m_token;
             }
-            result = send(renewed);
+            a = send(renewed);
         }
-        return result;
+        return a;
     }
 
     std::string m_baseUrl;
