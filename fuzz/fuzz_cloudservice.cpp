@@ -7,8 +7,9 @@
 //   0  the bytes through the host's channel, as AsyncReplyLoop hands them on
 //   1  the bytes to the service's entry points directly, as user 1 or 2
 //   2  a JSON object whose members replace those of a valid upload-file
-//      request (with a real ticket); the bytes after a zero byte are the
-//      contents
+//      request (with a real ticket; its "wjm" names the file in the ticket
+//      too); the bytes after a zero byte are the contents
+// Every reply written as bytes must read back as one JSON object.
 #include "fuzzsupport.h"
 
 #include "CloudChannel.h"
@@ -22,7 +23,10 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QJsonParseError>
 #include <QTemporaryDir>
+
+#include <algorithm>
 
 namespace {
 
@@ -81,6 +85,21 @@ void checkReply(const QJsonObject& reply)
         FUZZ_CHECK(!reply.value(QStringLiteral("msg")).toString().isEmpty());
 }
 
+// Reply bytes as the service wrote them: one JSON object, read without an
+// error, with no raw control character (compact JSON has no blanks, and
+// Qt's reader would let one pass inside a string).
+QJsonObject checkedBytes(const QByteArray& bytes)
+{
+    for (const char c : bytes)
+        FUZZ_CHECK(uchar(c) >= 0x20);
+    QJsonParseError error{};
+    const QJsonDocument doc = QJsonDocument::fromJson(bytes, &error);
+    FUZZ_CHECK(error.error == QJsonParseError::NoError);
+    FUZZ_CHECK(doc.isObject());
+    checkReply(doc.object());
+    return doc.object();
+}
+
 QJsonObject envelope(const QString& token, const QJsonObject& method)
 {
     return QJsonObject{{"cmd", "cloudDisk"}, {"orgin_token", token}, {"data", method}};
@@ -89,21 +108,19 @@ QJsonObject envelope(const QString& token, const QJsonObject& method)
 void throughChannel(const QByteArray& bytes)
 {
     Cloud& c = cloud();
-    const QJsonDocument reply = QJsonDocument::fromJson(c.channel->exchange(bytes));
-    FUZZ_CHECK(reply.isObject());
-    checkReply(reply.object());
+    const QJsonObject reply = checkedBytes(c.channel->exchange(bytes));
     const QJsonObject request = QJsonDocument::fromJson(bytes).object();
     const QString method = request.value("data").toObject().value("method").toString();
-    if (reply.object().value("code").toInt() == 0) {
+    if (reply.value("code").toInt() == 0) {
         // Only alice's own things are ever answered for her.
-        FUZZ_CHECK(!QJsonDocument(reply.object()).toJson().contains("bob's"));
+        FUZZ_CHECK(!QJsonDocument(reply).toJson().contains("bob's"));
         if (method == QLatin1String("personclouddownloadfileforclouddisk")) {
-            const QString path = reply.object().value("data").toString();
+            const QString path = reply.value("data").toString();
             FUZZ_CHECK(clouddisk::pathIsInside(c.channel->stagingRoot(), path));
             FUZZ_CHECK(QFileInfo(QDir::fromNativeSeparators(path)).isFile());
         }
         if (method == QLatin1String("isexistlocalsamenamefile")) {
-            const QString path = reply.object().value("data").toObject().value("filPath").toString();
+            const QString path = reply.value("data").toObject().value("filPath").toString();
             FUZZ_CHECK(clouddisk::pathIsInside(c.channel->stagingRoot(), path));
         }
     }
@@ -113,8 +130,7 @@ void direct(const QByteArray& bytes, qint64 user)
 {
     Cloud& c = cloud();
     const QJsonObject env = QJsonDocument::fromJson(bytes).object();
-    const QJsonObject reply = c.service->handle(user, env);
-    checkReply(reply);
+    checkedBytes(c.service->handleBytes(user, env));
     const clouddisk::Service::Download d = c.service->prepareDownload(user, env);
     if (d.refusal.isEmpty()) {
         FUZZ_CHECK(QFileInfo(d.contentsPath).isFile());
@@ -135,13 +151,22 @@ void upload(const QByteArray& bytes)
     fuzzsupport::splitAtZero(bytes.constData(), size_t(bytes.size()), patch, contents);
     const QString mqid = QString::number(c.alice);
     const QString pid = QString::number(c.aliceRoot);
+    const QJsonObject changes = QJsonDocument::fromJson(patch).object();
+    // A name of the fuzzer's own goes into the ticket too: whatever the
+    // service lets in must come out of its tree replies as it went in.
+    const QJsonValue named = changes.value("wjm");
+    const QString wjm = named.isString() ? named.toString() : QStringLiteral("f.GCFG");
     const QJsonObject info = c.service->handle(
         c.alice, envelope("mq_token_user",
                           {{"method", "personclouduploadinfoforclouddisk"},
                            {"mqid", mqid},
                            {"pid", pid},
-                           {"data", QJsonArray{QJsonObject{{"wjm", "f.GCFG"}, {"pid", pid}, {"wjdx", 1}, {"ext", ".GCFG"}}}}}));
-    FUZZ_CHECK(info.value("code").toInt() == 0);
+                           {"data", QJsonArray{QJsonObject{{"wjm", wjm}, {"pid", pid}, {"wjdx", 1}, {"ext", ".GCFG"}}}}}));
+    if (info.value("code").toInt() != 0) {
+        checkReply(info);
+        FUZZ_CHECK(wjm != QLatin1String("f.GCFG"));
+        return;
+    }
     const QJsonObject ticket = info.value("data").toObject();
     QJsonObject m{{"method", "personclouduploadfileinfoforclouddisk"},
                   {"sclj", ticket.value("sclj")},
@@ -153,9 +178,8 @@ void upload(const QByteArray& bytes)
                   {"mqid", mqid},
                   {"SFFG", "1"},
                   {"SFFX", "1"},
-                  {"wjm", "f.GCFG"},
+                  {"wjm", wjm},
                   {"data", QJsonObject()}};
-    const QJsonObject changes = QJsonDocument::fromJson(patch).object();
     for (auto it = changes.begin(); it != changes.end(); ++it)
         m.insert(it.key(), it.value());
     QJsonObject refusal;
@@ -165,13 +189,29 @@ void upload(const QByteArray& bytes)
         return;
     }
     // Accepted only for alice's own folder and the ticket's name.
-    FUZZ_CHECK(m.value("wjm").toString() == QLatin1String("f.GCFG"));
+    FUZZ_CHECK(m.value("wjm").toString() == wjm);
     FUZZ_CHECK(m.value("pid").toString() == pid);
     FUZZ_CHECK(up->write(contents.constData(), contents.size()));
     const QJsonObject done = up->commit();
     checkReply(done);
-    if (done.value("code").toInt() == 0)
-        FUZZ_CHECK(qint64(done.value("data").toObject().value("wjdx").toDouble()) == contents.size());
+    if (done.value("code").toInt() != 0)
+        return;
+    const QJsonObject stored = done.value("data").toObject();
+    FUZZ_CHECK(qint64(stored.value("wjdx").toDouble()) == contents.size());
+    FUZZ_CHECK(stored.value("wjjmc").toString() == wjm);
+    const QJsonObject tree = checkedBytes(c.service->handleBytes(
+        c.alice, envelope("mq_token_user", {{"method", "personcloudgetfiledirforclouddisk"},
+                                            {"mqid", double(c.alice)},
+                                            {"data", QJsonObject()}})));
+    // The file lies in alice's top folder, under the name it was given.
+    const QJsonArray top =
+        tree.value("data").toObject().value("data").toArray().first().toObject().value("xjdata").toArray();
+    FUZZ_CHECK(std::any_of(top.begin(), top.end(), [&](const QJsonValue& v) {
+        return v.toObject().value("wjjid") == stored.value("wjjid") && v.toObject().value("wjjmc").toString() == wjm;
+    }));
+    // Kept small, so that every run lists about the same tree.
+    if (wjm != QLatin1String("f.GCFG"))
+        FUZZ_CHECK(c.service->removeNode(stored.value("wjjid").toString().toLongLong()));
 }
 
 } // namespace

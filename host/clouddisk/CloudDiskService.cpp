@@ -1,4 +1,5 @@
 #include "CloudDiskService.h"
+#include "clouddisk_replies_p.h"
 #include "clouddisk_store_p.h"
 
 #include <QCryptographicHash>
@@ -19,6 +20,7 @@
 namespace clouddisk {
 
 using store::Node;
+using replies::kXzljPrefix;
 
 namespace {
 
@@ -37,7 +39,6 @@ const QString mLocalSameName = QStringLiteral("isexistlocalsamenamefile");
 const QString mDownload = QStringLiteral("personclouddownloadfileforclouddisk");
 
 const QString kRootName = QStringLiteral("根目录");
-const QString kXzljPrefix = QStringLiteral("clouddisk:file/");
 constexpr qint64 kTicketLifetimeSecs = 24 * 3600;
 constexpr qint64 kChunk = 1 << 20;
 
@@ -109,6 +110,9 @@ Node nodeFrom(const QSqlQuery& q)
 }
 
 const QString kNodeColumns = QStringLiteral("id, parent, owner, enterprise, name, folder, size, mtime, blob");
+// What a listing shows, in the same places: a reply needs neither the owner
+// nor where the contents lie.
+const QString kListedColumns = QStringLiteral("id, parent, NULL, enterprise, name, folder, size, mtime, NULL");
 
 QVariant nullable(qint64 v)
 {
@@ -119,6 +123,26 @@ struct Denials
 {
     QSet<qint64> enter, open, download;
 };
+
+// A reply as it was made: the small ones as objects, those that carry a tree
+// as the bytes that are sent.
+struct Answer
+{
+    Answer(QJsonObject o)
+        : object(std::move(o))
+    {
+    }
+    Answer(QByteArray b)
+        : bytes(std::move(b))
+    {
+    }
+    QJsonObject object;
+    QByteArray bytes;
+};
+
+// Room for a tree reply of `rows` nodes, so that it is written without
+// growing.
+constexpr int kBytesPerNode = 192;
 
 } // namespace
 
@@ -205,109 +229,50 @@ struct Service::Private
     }
 
     // ---- listing
-    // All nodes of one tree in one query, children ordered folders first.
-    QVector<Node> treeNodes(const QString& column, qint64 value)
+    enum class Columns { Listed, All };
+    // All nodes of one tree in one query, grouped by parent, each folder's
+    // children folders first and by name: the order of the tree indexes,
+    // so the rows come without a sort.
+    QVector<Node> treeNodes(const QString& column, qint64 value, Columns columns = Columns::Listed)
     {
         QVector<Node> out;
         QSqlQuery q(db.connection());
         q.setForwardOnly(true);
-        store::exec(q, QStringLiteral("SELECT %1 FROM nodes WHERE %2 = ? ORDER BY folder DESC, name")
-                           .arg(kNodeColumns, column),
+        store::exec(q, QStringLiteral("SELECT %1 FROM nodes WHERE %2 = ? ORDER BY parent, folder DESC, name")
+                           .arg(columns == Columns::All ? kNodeColumns : kListedColumns, column),
                     {value});
         while (q.next())
             out << nodeFrom(q);
         return out;
     }
 
-    static QJsonObject nodeJson(const Node& n, const QString& displayName = QString())
+    // The rows of the tree that node n belongs to.
+    QVector<Node> treeOf(const Node& n, Columns columns = Columns::Listed)
     {
-        // Keys made once: a tree of tens of thousands of nodes is built often.
-        static const QString kName = QStringLiteral("wjjmc"), kId = QStringLiteral("wjjid"),
-                             kParent = QStringLiteral("wjjpid"), kKind = QStringLiteral("wjlx"),
-                             kSize = QStringLiteral("wjdx"), kTime = QStringLiteral("xgsj"),
-                             kEnterprise = QStringLiteral("wjjgsqyid"), kChildren = QStringLiteral("xjdata"),
-                             kLink = QStringLiteral("xzlj"), kFolder = QStringLiteral("1"), kFile = QStringLiteral("2"),
-                             kTop = QStringLiteral("0");
-        QJsonObject o;
-        o.insert(kName, displayName.isEmpty() ? n.name : displayName);
-        o.insert(kId, QString::number(n.id));
-        o.insert(kParent, n.parent < 0 ? kTop : QString::number(n.parent));
-        o.insert(kKind, n.folder ? kFolder : kFile);
-        o.insert(kSize, double(n.size));
-        o.insert(kTime, n.mtime);
-        o.insert(kEnterprise, n.enterprise < 0 ? QString() : QString::number(n.enterprise));
-        if (n.folder)
-            o.insert(kChildren, QJsonArray());
-        else
-            o.insert(kLink, kXzljPrefix + QString::number(n.id));
-        return o;
-    }
-
-    // Builds the tree under `rootId` from the flat list; folders in
-    // `closed` are shown without their contents.
-    static QJsonObject buildTree(const QVector<Node>& nodes, qint64 rootId, const QSet<qint64>& closed,
-                                 const QString& rootName = QString())
-    {
-        QHash<qint64, int> index;
-        QHash<qint64, QVector<int>> children;
-        index.reserve(nodes.size());
-        for (int i = 0; i < nodes.size(); ++i) {
-            index.insert(nodes[i].id, i);
-            if (nodes[i].parent >= 0)
-                children[nodes[i].parent].append(i);
-        }
-        const auto it = index.constFind(rootId);
-        if (it == index.constEnd())
-            return QJsonObject();
-        // Depth first without recursion: build children before parents.
-        struct Frame
-        {
-            int node;
-            int next = 0;
-            QJsonArray kids;
-        };
-        QVector<Frame> stack;
-        stack.push_back(Frame{it.value(), 0, QJsonArray()});
-        QJsonObject result;
-        while (!stack.isEmpty()) {
-            Frame& top = stack.last();
-            const Node& n = nodes[top.node];
-            const QVector<int>& kids = (n.folder && !closed.contains(n.id)) ? children.value(n.id) : QVector<int>();
-            if (top.next < kids.size()) {
-                const int k = kids[top.next++];
-                if (nodes[k].folder) {
-                    stack.push_back(Frame{k, 0, QJsonArray()});
-                } else {
-                    top.kids.append(nodeJson(nodes[k]));
-                }
-                continue;
-            }
-            QJsonObject o = nodeJson(n, stack.size() == 1 ? rootName : QString());
-            if (n.folder)
-                o.insert(QStringLiteral("xjdata"), top.kids);
-            stack.removeLast();
-            if (stack.isEmpty())
-                result = o;
-            else
-                stack.last().kids.append(o);
-        }
-        return result;
+        return n.enterprise >= 0 ? treeNodes(QStringLiteral("enterprise"), n.enterprise, columns)
+                                 : treeNodes(QStringLiteral("owner"), n.owner, columns);
     }
 
     // ---- methods
-    QJsonObject personTree(qint64 user)
+    Answer personTree(qint64 user)
     {
         Node root;
         const qint64 rootId = personalRootOf(user);
         if (rootId < 0 || !node(rootId, &root))
             return refuse(msgNoFolder);
-        const QJsonObject tree = buildTree(treeNodes(QStringLiteral("owner"), user), rootId, {}, kRootName);
-        return success(QJsonObject{{"data", QJsonArray{tree}}});
+        const QVector<Node> rows = treeNodes(QStringLiteral("owner"), user);
+        JsonWriter w(rows.size() * kBytesPerNode);
+        replies::beginSuccess(w);
+        w.raw("{\"data\":[");
+        if (!replies::writeTree(w, rows, rootId, {}, kRootName))
+            w.raw("{}");
+        w.raw("]}");
+        replies::endReply(w);
+        return w.take();
     }
 
-    QJsonObject enterpriseList(qint64 user)
+    Answer enterpriseList(qint64 user)
     {
-        QJsonArray list;
         QSqlQuery q(db.connection());
         q.setForwardOnly(true);
         store::exec(q,
@@ -317,16 +282,27 @@ struct Service::Private
         QVector<QPair<qint64, qint64>> ents;
         while (q.next())
             ents << qMakePair(q.value(0).toLongLong(), q.value(1).toLongLong());
+        JsonWriter w;
+        replies::beginSuccess(w);
+        w.raw("[");
+        bool first = true;
         for (const auto& e : qAsConst(ents)) {
             const Denials denied = denials(user, e.first);
-            const QJsonObject tree = buildTree(treeNodes(QStringLiteral("enterprise"), e.first), e.second, denied.enter);
-            if (!tree.isEmpty())
-                list.append(tree);
+            const QVector<Node> rows = treeNodes(QStringLiteral("enterprise"), e.first);
+            const int mark = w.size();
+            const bool wasFirst = first;
+            w.separator(first);
+            if (!replies::writeTree(w, rows, e.second, denied.enter)) {
+                w.truncate(mark);
+                first = wasFirst;
+            }
         }
-        return success(list);
+        w.raw("]");
+        replies::endReply(w);
+        return w.take();
     }
 
-    QJsonObject enterpriseDir(qint64 user, const QJsonObject& m)
+    Answer enterpriseDir(qint64 user, const QJsonObject& m)
     {
         const qint64 folderId = store::parseId(m.value("wjjid").toString());
         const qint64 enterprise = store::parseId(m.value("qyid").toString());
@@ -339,7 +315,13 @@ struct Service::Private
         case Reach::Ok: break;
         }
         const Denials denied = denials(user, enterprise);
-        return success(buildTree(treeNodes(QStringLiteral("enterprise"), enterprise), n.id, denied.enter));
+        const QVector<Node> rows = treeNodes(QStringLiteral("enterprise"), enterprise);
+        JsonWriter w(rows.size() * kBytesPerNode);
+        replies::beginSuccess(w);
+        if (!replies::writeTree(w, rows, n.id, denied.enter))
+            w.raw("{}");
+        replies::endReply(w);
+        return w.take();
     }
 
     QJsonObject enterpriseAuth(qint64 user, const QJsonObject& m)
@@ -668,7 +650,11 @@ public:
             return refuse(error);
         }
         m_writer.keep();
-        return success(Service::Private::nodeJson(stored), QStringLiteral("上传成功"));
+        JsonWriter w;
+        replies::beginSuccess(w, QStringLiteral("上传成功"));
+        replies::writeNode(w, stored);
+        replies::endReply(w);
+        return QJsonDocument::fromJson(w.bytes()).object();
     }
 
     void abort() override
@@ -750,14 +736,17 @@ QString Service::tokenKindFor(const QString& method)
     return kinds.value(method);
 }
 
-QJsonObject Service::handle(qint64 userId, const QJsonObject& envelope)
+namespace {
+
+// The reply to one request envelope of the user `userId`.
+Answer answer(const Service& service, Service::Private* d, qint64 userId, const QJsonObject& envelope)
 {
     QJsonObject refusal;
     const QJsonObject m = methodObject(envelope, &refusal);
     if (!refusal.isEmpty())
         return refusal;
     const QString method = m.value("method").toString();
-    if (userId <= 0 || userName(userId).isEmpty())
+    if (userId <= 0 || service.userName(userId).isEmpty())
         return refuse(msgWrongUser);
 
     const bool browse = method == mPersonTree || method == mEnterpriseList || method == mEnterpriseDir
@@ -780,9 +769,18 @@ QJsonObject Service::handle(qint64 userId, const QJsonObject& envelope)
     return refuse(msgUnknownMethod);
 }
 
+} // namespace
+
+QJsonObject Service::handle(qint64 userId, const QJsonObject& envelope)
+{
+    const Answer a = answer(*this, d.get(), userId, envelope);
+    return a.bytes.isEmpty() ? a.object : QJsonDocument::fromJson(a.bytes).object();
+}
+
 QByteArray Service::handleBytes(qint64 userId, const QJsonObject& envelope)
 {
-    return QJsonDocument(handle(userId, envelope)).toJson(QJsonDocument::Compact);
+    const Answer a = answer(*this, d.get(), userId, envelope);
+    return a.bytes.isEmpty() ? QJsonDocument(a.object).toJson(QJsonDocument::Compact) : a.bytes;
 }
 
 Service::Download Service::prepareDownload(qint64 userId, const QJsonObject& envelope)
@@ -800,7 +798,7 @@ Service::Download Service::prepareDownload(qint64 userId, const QJsonObject& env
         return out;
     }
     const QString xzlj = m.value("xzlj").toString();
-    const qint64 id = xzlj.startsWith(kXzljPrefix) ? store::parseId(xzlj.mid(kXzljPrefix.size())) : -1;
+    const qint64 id = xzlj.startsWith(QLatin1String(kXzljPrefix)) ? store::parseId(xzlj.mid(int(qstrlen(kXzljPrefix)))) : -1;
     Node n;
     if (id < 0 || !d->node(id, &n) || n.folder) {
         out.refusal = refuse(msgNoFile);
@@ -1332,8 +1330,7 @@ bool Service::removeNode(qint64 nodeId, QString* error)
             *error = QStringLiteral("no removable node %1").arg(nodeId);
         return false;
     }
-    const QVector<Node> all = n.enterprise >= 0 ? d->treeNodes(QStringLiteral("enterprise"), n.enterprise)
-                                                 : d->treeNodes(QStringLiteral("owner"), n.owner);
+    const QVector<Node> all = d->treeOf(n, Private::Columns::All);
     QHash<qint64, QVector<int>> children;
     for (int i = 0; i < all.size(); ++i)
         children[all[i].parent].append(i);
@@ -1380,11 +1377,12 @@ QJsonObject Service::subtree(qint64 nodeId) const
     Node n;
     if (!d->node(nodeId, &n))
         return QJsonObject();
+    JsonWriter w;
     if (!n.folder)
-        return Private::nodeJson(n);
-    const QVector<Node> all = n.enterprise >= 0 ? d->treeNodes(QStringLiteral("enterprise"), n.enterprise)
-                                                 : d->treeNodes(QStringLiteral("owner"), n.owner);
-    return Private::buildTree(all, nodeId, {});
+        replies::writeNode(w, n);
+    else if (!replies::writeTree(w, d->treeOf(n), nodeId, {}))
+        return QJsonObject();
+    return QJsonDocument::fromJson(w.bytes()).object();
 }
 
 } // namespace clouddisk

@@ -260,8 +260,13 @@ bool Db::createSchema(QString* error)
         " enterprise INTEGER, name TEXT NOT NULL, folder INTEGER NOT NULL, size INTEGER NOT NULL DEFAULT 0,"
         " mtime TEXT NOT NULL, blob TEXT)",
         "CREATE UNIQUE INDEX IF NOT EXISTS nodes_child ON nodes(parent, name)",
-        "CREATE INDEX IF NOT EXISTS nodes_owner ON nodes(owner)",
-        "CREATE INDEX IF NOT EXISTS nodes_enterprise ON nodes(enterprise)",
+        // A tree's nodes in the order they are listed: by parent, folders
+        // first, by name. They replace the plain owner and enterprise indexes
+        // of older stores.
+        "DROP INDEX IF EXISTS nodes_owner",
+        "DROP INDEX IF EXISTS nodes_enterprise",
+        "CREATE INDEX IF NOT EXISTS nodes_owner_tree ON nodes(owner, parent, folder DESC, name)",
+        "CREATE INDEX IF NOT EXISTS nodes_enterprise_tree ON nodes(enterprise, parent, folder DESC, name)",
         "CREATE TABLE IF NOT EXISTS denials(node INTEGER NOT NULL, user INTEGER NOT NULL, what TEXT NOT NULL,"
         " PRIMARY KEY(node, user, what))",
         "CREATE TABLE IF NOT EXISTS tickets(token TEXT PRIMARY KEY, user INTEGER NOT NULL, enterprise INTEGER,"
