@@ -202,7 +202,8 @@ protected:
     static QString getDialogPathMsg(QJsonObject object);
 
     // ---- cloud views ----------------------------------------------------------
-    // Shows one cloud level in the table under the display path.
+    // Fills the cloud model with one level and shows the display path in the
+    // address bar; callers that show the cloud switch the table to it.
     void updateYunpanData(QJsonArray nodes, const QString& path, TracAction action);
     // Reloads the tree and shows the current cloud path again.
     void refreshCloudStorageTableData(bool personal);
@@ -211,8 +212,6 @@ protected:
     // The level a cloud path reaches in tree; sets the folder and enterprise
     // ids of the last folder entered. *reached: the path actually reached.
     QJsonArray loadCurrentPath(const QStringList& segments, const QJsonArray& tree, QString* reached);
-    // A cancel while a cloud download runs is only noted; see onOkButton.
-    void done(int result) override;
 
     bool eventFilter(QObject* watched, QEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
@@ -267,7 +266,6 @@ protected:
     bool m_yunpanGrLoaded = false;
     bool m_yunpanQyLoaded = false;
     bool m_cloudBusy = false;         // onOkButton waits for a download
-    bool m_cancelledWhileBusy = false; // the dialog was cancelled meanwhile
 
     QList<QPair<int, QString>> m_backStack; // (place code, path), newest last
     QHash<zBaseTab*, QStringList> m_recentTabMap;

@@ -128,6 +128,9 @@ void zFileDialog::showCloudTable()
     });
     setTableModel(ui->yunPanProxy);
     hideCloudIdColumns();
+    ui->tableView->sortByColumn(i_Column, Qt::SortOrder(i_sort));
+    ui->tableView->setCurrentIndex(QModelIndex());
+    ui->tableView->clearSelection();
 }
 
 void zFileDialog::hideCloudIdColumns()
@@ -175,8 +178,8 @@ void zFileDialog::enterCloud(bool personal)
     setGreyXjwjj(false);
     if (personal)
         s_filePid = m_yunpanGrRootId;
-    showCloudTable();
     updateYunpanData(m_yunpanRoot, personal ? kPersonalLabel : kEnterpriseLabel, tracing);
+    showCloudTable();
     iClickedBtn = personal ? 4 : 3;
     ui->fileNameEdit->clear();
     ui->addressBar->setPath(personal ? kPersonalLabel : kEnterpriseLabel);
@@ -198,7 +201,7 @@ void zFileDialog::onPersonYunButton()
 
 void zFileDialog::updateYunpanData(QJsonArray nodes, const QString& path, TracAction action)
 {
-    if (path != m_currentDir && action == tracing && !m_currentDir.isEmpty())
+    if (path != m_currentDir && action == tracing)
         pathTracing(m_currentDir);
     if (path == kPersonalLabel && nodes.at(0).toObject().value(QLatin1String("wjjmc")).toString() == kRootNodeName) {
         QString rootId;
@@ -224,10 +227,6 @@ void zFileDialog::updateYunpanData(QJsonArray nodes, const QString& path, TracAc
         model->appendRow(row);
     }
     m_currentDir = path;
-    showCloudTable();
-    ui->tableView->sortByColumn(i_Column, Qt::SortOrder(i_sort));
-    ui->tableView->setCurrentIndex(QModelIndex());
-    ui->tableView->clearSelection();
     ui->addressBar->setPath(path);
 }
 
@@ -256,10 +255,11 @@ void zFileDialog::refreshCloudStorageTableData(bool personal)
     const QStringList parts = cloudSegments(m_currentDir);
     if (!loadCloudTree(personal))
         return;
-    QString reached;
-    const QJsonArray level = loadCurrentPath(parts, m_yunpanRoot, &reached);
-    // A folder removed meanwhile: the deepest folder still there is shown.
-    updateYunpanData(level, reached.isEmpty() ? m_currentDir : reached, tracing);
+    const QJsonArray level = loadCurrentPath(parts, m_yunpanRoot, nullptr);
+    // The path stays as it is, so no history entry is made; a folder removed
+    // meanwhile shows the level of the deepest folder still there.
+    updateYunpanData(level, m_currentDir, tracing);
+    showCloudTable();
 }
 
 void zFileDialog::updateYunPanCurrentPath(const QString& path, TracAction action, const QString& kind)
@@ -293,6 +293,7 @@ void zFileDialog::updateYunPanCurrentPath(const QString& path, TracAction action
     (personal ? ui->personYunButton : ui->companyYunButton)->setChecked(true);
     setGreyXjwjj(false);
     updateYunpanData(level, reached, action);
+    showCloudTable();
     iClickedBtn = personal ? 4 : 3;
     ui->okButton->SetText(isIopen ? QStringLiteral("确定") : QStringLiteral("保存"));
 }
@@ -302,17 +303,6 @@ void zFileDialog::loadYunPanData(QJsonObject)
 }
 
 // ---- accepting a cloud choice ---------------------------------------------------------------
-
-void zFileDialog::done(int result)
-{
-    // The download cannot be stopped: the handler waiting for it sees the
-    // note, drops what arrives and leaves the result empty.
-    if (m_cloudBusy && result != QDialog::Accepted) {
-        m_cancelledWhileBusy = true;
-        m_resultPath.clear();
-    }
-    zBaseModal::done(result);
-}
 
 void zFileDialog::onOkButton()
 {
@@ -383,6 +373,7 @@ void zFileDialog::openCloudChoice(const QStringList& parts, const QString& name)
         }
         const QString path = m_currentDir + pathFgf + node.value(QLatin1String("wjjmc")).toString();
         updateYunpanData(node.value(QLatin1String("xjdata")).toArray(), path, tracing);
+        showCloudTable();
         s_filePid = nodeText(node, QStringLiteral("wjjid"));
         s_qyid = enterprise ? nodeText(node, QStringLiteral("wjjgsqyid")) : QString();
         ui->okButton->SetText(isIopen ? QStringLiteral("确定") : QStringLiteral("保存"));
@@ -442,7 +433,6 @@ void zFileDialog::downloadCloudFile(const QJsonObject& node, const QStringList& 
 
     QPointer<zFileDialog> self(this);
     m_cloudBusy = true;
-    m_cancelledWhileBusy = false;
     const auto progress = MQProgressBar::CreateEasy(QStringLiteral("提示"), QStringLiteral("正在从云盘下载数据..."),
                                                     100, nullptr);
     int value = 0;
@@ -454,18 +444,14 @@ void zFileDialog::downloadCloudFile(const QJsonObject& node, const QStringList& 
     progress(100);
     progress(101);
     const QPair<bool, QString> result = work.result();
+    // The dialog went while the copy came in (its owner deleted it): nothing
+    // is left to report to.
     if (!self)
         return;
     m_cloudBusy = false;
 
-    if (m_cancelledWhileBusy) {
-        // Cancelled while the copy came in: a copy that was not there before
-        // goes again, so nothing half-wanted stays behind.
-        if (result.first && !existed && isInsideFolder(result.second, stagingRoot))
-            QFile::remove(result.second);
-        m_resultPath.clear();
-        return;
-    }
+    // The download cannot be cancelled: closing the dialog meanwhile hid it,
+    // and the copy that arrived is still the answer.
     if (!result.first || (!result.second.isEmpty() && !isInsideFolder(result.second, stagingRoot))) {
         showInformation(QStringLiteral("下载失败"), this);
         return;

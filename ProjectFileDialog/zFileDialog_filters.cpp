@@ -127,9 +127,9 @@ bool zFileDialog::fileSuffixIsHave(QString& strFilePath, int index)
 
 void zFileDialog::currentFilterIndexChanged(int index)
 {
-    // A cloud table is shown again from the level it shows.
-    if (isCloudPath(m_currentDir))
-        updateYunpanData(QJsonArray(m_yunpanLevel), m_currentDir, tracing);
+    // The cloud listing is applied again wherever the dialog is: in a local
+    // folder that refills only the cloud model, which is not on screen.
+    updateYunpanData(QJsonArray(m_yunpanLevel), m_currentDir, tracing);
     // The local table follows the chosen type at once.
     ui->localModel->setNameFilters(ui->patternMap.value(index));
     if (ui->tableView->model() == ui->localModel && !m_isRecent) {

@@ -69,8 +69,9 @@ void zFileDialog::updateCurrentPath(const QString& target, TracAction action)
     setGreyXjwjj(path != QLatin1String(":/") && path != QLatin1String(":"));
     ui->stackedWidget->setCurrentIndex(0);
 
-    // A dialog that shows no folder yet has nothing to go back to.
-    if (action == tracing && path != m_currentDir && !m_currentDir.isEmpty()) {
+    // The first folder of a dialog pushes the empty folder it started with,
+    // so Back is available from the first navigation on.
+    if (action == tracing && path != m_currentDir) {
         pfd::logInfo(QStringLiteral("文件对话框------开始记录上一次路径"));
         pathTracing(m_currentDir);
         pfd::logInfo(QStringLiteral("文件对话框------结束记录上一次路径"));

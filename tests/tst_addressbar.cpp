@@ -87,10 +87,13 @@ private slots:
     void folderListKeepsFoldersShortcutsAndDrives();
     void clickingListRowEmitsTarget();
     void rootListsStandardPlaces();
+    void rootArrowAsksTheWorkingFolderForSubFolders();
+    void segmentListsAreReadWhenTheBarIsBuilt();
     void movingOverAnotherSegmentSwitchesMenu();
     void uncheckOpenItemClosesMenu();
 
     void pressOnEmptyAreaShowsPathAsText();
+    void pressWhileTypingPutsThePathBack();
     void returnWithFolderRedrawsAndEmits();
     void returnWithBareEKeepsPath();
     void focusOutWithFolderRedrawsWithoutSignal();
@@ -309,8 +312,8 @@ void TestAddressBar::thisPcListsDrivesWithLabels()
     AddressItem* pc = items.at(0);
     QCOMPARE(pc->segmentText(), QStringLiteral("此电脑"));
     QCOMPARE(pc->segmentPath(), QStringLiteral(":"));
-    // Showing the bar lists nothing; opening the segment reads the drives.
-    QVERIFY(!SharedInterfaceTesting::dirRequests().contains(QStringLiteral(":")));
+    // The segment reads the drives when it is made; opening it reads nothing.
+    QCOMPARE(SharedInterfaceTesting::dirRequests().count(QStringLiteral(":")), 1);
 
     QTest::mouseClick(pc, Qt::LeftButton, Qt::NoModifier, arrowPoint(pc));
     QTRY_VERIFY(pc->popupMenu()->isVisible());
@@ -514,9 +517,53 @@ void TestAddressBar::rootListsStandardPlaces()
     for (int i = 0; i < 3; ++i)
         QVERIFY(!model->item(i)->icon().isNull());
 
-    // Its arrow opens the places whatever the working folder holds.
+}
+
+void TestAddressBar::rootArrowAsksTheWorkingFolderForSubFolders()
+{
+    // The root's path is empty, which names the working folder: its arrow
+    // opens the places only while that folder holds a sub-folder.
+    const QString before = QDir::currentPath();
+    QTemporaryDir bare;
+    QVERIFY(QDir::setCurrent(bare.path()));
+    m_bar->setPath(QStringLiteral("C:/a"));
+    AddressItem* r = root();
+    QVERIFY(r);
+    QCOMPARE(r->segmentPath(), QString());
+    QTest::mouseClick(r, Qt::LeftButton, Qt::NoModifier, QPoint(8, 10));
+    QVERIFY(r->isChecked());
+    QVERIFY(!r->popupMenu()->isVisible()); // a shown menu shows at once
+    QTest::mouseClick(r, Qt::LeftButton, Qt::NoModifier, QPoint(8, 10));
+    QVERIFY(!r->isChecked());
+
+    QVERIFY(QDir(bare.path()).mkdir(QStringLiteral("子目录")));
     QTest::mouseClick(r, Qt::LeftButton, Qt::NoModifier, QPoint(8, 10));
     QTRY_VERIFY(r->popupMenu()->isVisible());
+    m_bar->uncheckOpenItem();
+    QVERIFY(QDir::setCurrent(before));
+}
+
+void TestAddressBar::segmentListsAreReadWhenTheBarIsBuilt()
+{
+    m_bar->setPath(m_a);
+    const QList<AddressItem*> items = segments();
+    QVERIFY(items.size() >= 2);
+    // Every segment has its pop-up and has asked for its folder, before any
+    // arrow was opened.
+    for (AddressItem* item : items) {
+        QVERIFY(item->popupMenu());
+        QVERIFY2(SharedInterfaceTesting::dirRequests().contains(item->segmentPath()),
+                 qPrintable(item->segmentPath()));
+    }
+    QCOMPARE(column(items.last()->listWidget()->rowsModel(), Qt::DisplayRole), QStringList{"子目录 1"});
+    // A folder that changes afterwards: the list shows it as it was.
+    answerFolders({{m_a, rows({row("子目录 1", "文件夹"), row("新目录", "文件夹")})}});
+    const int asked = SharedInterfaceTesting::dirRequests().size();
+    AddressItem* last = items.last();
+    QTest::mouseClick(last, Qt::LeftButton, Qt::NoModifier, arrowPoint(last));
+    QTRY_VERIFY(last->popupMenu()->isVisible());
+    QCOMPARE(SharedInterfaceTesting::dirRequests().size(), asked);
+    QCOMPARE(column(last->listWidget()->rowsModel(), Qt::DisplayRole), QStringList{"子目录 1"});
 }
 
 void TestAddressBar::movingOverAnotherSegmentSwitchesMenu()
@@ -575,6 +622,21 @@ void TestAddressBar::pressOnEmptyAreaShowsPathAsText()
     enterEditMode();
     QCOMPARE(m_bar->text(), m_a);
     QCOMPARE(m_bar->currentPath(), m_a);
+}
+
+void TestAddressBar::pressWhileTypingPutsThePathBack()
+{
+    // Every left press on the bar shows the folder's path again, also one
+    // inside the field while the user types.
+    m_bar->setPath(m_a);
+    enterEditMode();
+    typeText(m_bar, QStringLiteral("半截路径"));
+    QCOMPARE(m_bar->text(), QStringLiteral("半截路径"));
+    QTest::mouseClick(m_bar, Qt::LeftButton, Qt::NoModifier, QPoint(m_bar->width() / 2, 14));
+    QCOMPARE(m_bar->text(), m_a);
+    QCOMPARE(m_bar->currentPath(), m_a);
+    QVERIFY(m_bar->hasFocus());
+    QCOMPARE(m_bar->itemLayout()->count(), 0);
 }
 
 void TestAddressBar::returnWithFolderRedrawsAndEmits()

@@ -7,6 +7,7 @@
 #include "AddressBar.h"
 #include "AddressItem.h"
 #include "dialogs/OpenProject.h"
+#include "SharedInterface.h"
 #include "fileInfoJsonUtil.h"
 #include "knownfolders.h"
 #include "zBaseButton.h"
@@ -23,6 +24,7 @@
 #include <QtTest>
 
 using dialogsupport::child;
+using dialogsupport::whenDialogShows;
 using namespace testsupport;
 
 namespace {
@@ -63,6 +65,8 @@ private slots:
     void backChecksThePlaceOfItsEntry_data();
     void backChecksThePlaceOfItsEntry();
     void backOnEmptyStackDisablesButton();
+    void firstFolderPushesTheEmptyFolder();
+    void backToTheEmptyFolderInARunningDialog();
     void refreshOnComputerRelistsDrivesAndKeepsStack();
     void typedELetterGoesToDriveRoot();
     void typedDLetterIsRelativePath();
@@ -123,17 +127,21 @@ void TestNavigation::cleanup()
 void TestNavigation::elevenPushesKeepFirstTenAndBackReturnsToTenth()
 {
     Probe d;
+    // The first folder pushes the empty folder the dialog started with.
     d.updateCurrentPath(m_folders.at(0), zFileDialog::tracing);
-    QVERIFY(d.m_backStack.isEmpty());
-    for (int i = 1; i <= 11; ++i)
+    QCOMPARE(d.m_backStack.size(), 1);
+    QCOMPARE(d.m_backStack.first().second, QString());
+    for (int i = 1; i <= 10; ++i)
         d.updateCurrentPath(m_folders.at(i), zFileDialog::tracing);
+    // Eleven pushes: "" and folders 0 to 9; the ten oldest stay.
     QCOMPARE(d.m_backStack.size(), 10);
-    QCOMPARE(d.m_backStack.first().second, m_folders.at(0));
-    QCOMPARE(d.m_backStack.last().second, m_folders.at(9));
+    QCOMPARE(d.m_backStack.first().second, QString());
+    QCOMPARE(d.m_backStack.at(1).second, m_folders.at(0));
+    QCOMPARE(d.m_backStack.last().second, m_folders.at(8));
     auto* back = child<QAbstractButton>(&d, "backwards_button");
     QVERIFY(back->isEnabled());
     QTest::mouseClick(back, Qt::LeftButton);
-    QCOMPARE(d.currentDirectory(), m_folders.at(9));
+    QCOMPARE(d.currentDirectory(), m_folders.at(8));
     QCOMPARE(d.m_backStack.size(), 9);
 }
 
@@ -169,16 +177,66 @@ void TestNavigation::backChecksThePlaceOfItsEntry()
             nowChecked << QLatin1String(name);
     }
     QCOMPARE(nowChecked, checked.isEmpty() ? QStringList() : QStringList{checked});
-    QVERIFY(!child<QAbstractButton>(&d, "backwards_button")->isEnabled());
+    // The empty folder the dialog started with is still below it.
+    QCOMPARE(d.m_backStack.size(), 1);
+    QVERIFY(child<QAbstractButton>(&d, "backwards_button")->isEnabled());
 }
 
 void TestNavigation::backOnEmptyStackDisablesButton()
 {
     Probe d;
     d.updateCurrentPath(m_folders.at(0), zFileDialog::tracing);
-    d.onBackwardsButton();
-    QCOMPARE(d.currentDirectory(), m_folders.at(0));
+    d.onBackwardsButton(); // to the empty folder the dialog started with
+    QCOMPARE(d.currentDirectory(), QString());
     QVERIFY(!child<QAbstractButton>(&d, "backwards_button")->isEnabled());
+    d.onBackwardsButton();
+    QCOMPARE(d.currentDirectory(), QString());
+    QVERIFY(d.m_backStack.isEmpty());
+    QVERIFY(!child<QAbstractButton>(&d, "backwards_button")->isEnabled());
+}
+
+void TestNavigation::firstFolderPushesTheEmptyFolder()
+{
+    Probe d;
+    auto* back = child<QAbstractButton>(&d, "backwards_button");
+    QVERIFY(!back->isEnabled());
+    QCOMPARE(d.currentDirectory(), QString());
+    zFileDialog::iClickedBtn = 0;
+    d.updateCurrentPath(m_folders.at(0), zFileDialog::tracing);
+    QVERIFY(back->isEnabled());
+    QCOMPARE(d.m_backStack, (QList<QPair<int, QString>>{qMakePair(0, QString())}));
+}
+
+void TestNavigation::backToTheEmptyFolderInARunningDialog()
+{
+    // Back from the first folder lists the empty path: an empty table, the
+    // bare root in the address bar, and the dialog goes on working.
+    whenDialogShows([this](zFileDialog* d) {
+        auto* back = child<QAbstractButton>(d, "backwards_button");
+        auto* table = child<QTableView>(d, "FileDialog");
+        QCOMPARE(d->currentDirectory(), m_folders.at(0));
+        QVERIFY(back->isEnabled());
+        QTest::mouseClick(back, Qt::LeftButton);
+        QCOMPARE(d->currentDirectory(), QString());
+        QCOMPARE(table->model()->rowCount(), 0);
+        QVERIFY(!back->isEnabled());
+        auto* bar = child<AddressBar>(d, "address_bar");
+        QCOMPARE(bar->currentPath(), QString());
+        QCOMPARE(segmentsOf(d).size(), 0);
+        QCOMPARE(fileInfoJsonUtil::GetLastPathFromJson(SharedInterface::GetAppPath() + "/filecy.json"), QString());
+        // Refresh, Return and a click on a place work from there.
+        QTest::mouseClick(child<QAbstractButton>(d, "btnRefresh"), Qt::LeftButton);
+        QCOMPARE(d->currentDirectory(), QString());
+        QTest::keyClick(table, Qt::Key_Return);
+        QVERIFY(d->isVisible());
+        QTest::mouseClick(child<QAbstractButton>(d, "my_document_button"), Qt::LeftButton);
+        QCOMPARE(d->currentDirectory(), pfd::knownFolder(pfd::KnownFolder::Documents));
+        QVERIFY(back->isEnabled());
+        QTest::keyClick(d, Qt::Key_Escape);
+    });
+    QStringList groups{"预算文件", "GCFX"};
+    QCOMPARE(zFileDialog::getOpenFileName(nullptr, m_folders.at(0), &groups, 1, QString(), false, QString(), false),
+             QString());
 }
 
 void TestNavigation::refreshOnComputerRelistsDrivesAndKeepsStack()
@@ -191,8 +249,8 @@ void TestNavigation::refreshOnComputerRelistsDrivesAndKeepsStack()
     const auto stackBefore = d.m_backStack;
     const int requestsBefore = SharedInterfaceTesting::dirRequests().size();
     QTest::mouseClick(child<QAbstractButton>(&d, "btnRefresh"), Qt::LeftButton);
-    QCOMPARE(SharedInterfaceTesting::dirRequests().size(), requestsBefore + 1); // the table only
-    QCOMPARE(SharedInterfaceTesting::dirRequests().last(), QStringLiteral(":"));
+    // The table, then the "此电脑" segment's list as the bar is built again.
+    QCOMPARE(SharedInterfaceTesting::dirRequests().mid(requestsBefore), (QStringList{":", ":"}));
     QCOMPARE(d.m_backStack, stackBefore);
     QCOMPARE(child<QTableView>(&d, "FileDialog")->model()->rowCount(), 2);
 }
@@ -256,11 +314,11 @@ void TestNavigation::sameFolderWithTracingPushesNothing()
     Probe d;
     d.updateCurrentPath(m_folders.at(0), zFileDialog::tracing);
     d.updateCurrentPath(m_folders.at(1), zFileDialog::tracing);
-    QCOMPARE(d.m_backStack.size(), 1);
+    QCOMPARE(d.m_backStack.size(), 2); // "" and folder 0
     d.updateCurrentPath(m_folders.at(1), zFileDialog::tracing);
-    QCOMPARE(d.m_backStack.size(), 1);
+    QCOMPARE(d.m_backStack.size(), 2);
     d.updateCurrentPath(m_folders.at(2), zFileDialog::no_tracing);
-    QCOMPARE(d.m_backStack.size(), 1);
+    QCOMPARE(d.m_backStack.size(), 2);
 }
 
 void TestNavigation::pathUpdateLogsInOrder()
@@ -276,18 +334,26 @@ void TestNavigation::pathUpdateLogsInOrder()
                     .hasMatch());
         messages << line.mid(line.indexOf(QLatin1String("] ")) + 2);
     }
-    QCOMPARE(messages, (QStringList{
-                           "文件对话框---------------开始刷新路径",
-                           "文件对话框------刷新路径：" + m_folders.at(1),
-                           "文件对话框------开始记录上一次路径",
-                           "文件对话框------结束记录上一次路径",
+    QStringList expected{
+        "文件对话框---------------开始刷新路径",
+        "文件对话框------刷新路径：" + m_folders.at(1),
+        "文件对话框------开始记录上一次路径",
+        "文件对话框------结束记录上一次路径",
+    };
+    // Showing the path in the address bar lists each segment's folder for
+    // its drop-down: "/" and one segment per folder of the path.
+    const int segments = 1 + m_folders.at(1).split(QLatin1Char('/'), Qt::SkipEmptyParts).size();
+    for (int i = 0; i < segments; ++i)
+        expected << "文件对话框------调用Go接口获取数据开始" << "文件对话框------调用Go接口获取数据结束";
+    expected += QStringList{
                            "文件对话框------开始调用RootPath接口获取数据",
                            "文件对话框------调用Go接口获取数据开始",
                            "文件对话框------调用Go接口获取数据结束",
                            "文件对话框------结束调用RootPath接口获取数据",
                            "文件对话框------获取当前数据Index",
                            "文件对话框---------------结束刷新路径",
-                       }));
+                       };
+    QCOMPARE(messages, expected);
 }
 
 void TestNavigation::lastPathWrittenOnEveryLocalNavigation()
@@ -359,9 +425,11 @@ void TestNavigation::placeButtonsSetTheirCodes()
     QTest::mouseClick(child<QAbstractButton>(&d, "computer_button"), Qt::LeftButton);
     QCOMPARE(zFileDialog::iClickedBtn, 1);
     QCOMPARE(d.currentDirectory(), QStringLiteral(":"));
-    QCOMPARE(d.m_backStack.size(), 2);
-    QCOMPARE(d.m_backStack.at(0).first, 0);
-    QCOMPARE(d.m_backStack.at(1).first, 2);
+    // The empty first folder, then desktop and documents.
+    QCOMPARE(d.m_backStack.size(), 3);
+    QCOMPARE(d.m_backStack.at(0), qMakePair(2, QString()));
+    QCOMPARE(d.m_backStack.at(1).first, 0);
+    QCOMPARE(d.m_backStack.at(2).first, 2);
 }
 
 void TestNavigation::segmentChoiceWhileCloudCheckedChecksComputer()

@@ -92,7 +92,6 @@ void OpenProject::openProject(const QString& dir, QStringList* filters, int filt
             updateCurrentPath(dir, tracing);
         else
             onDocumentButton();
-        initBtnStateLastClose();
     } else {
         // These modes carry on where the user last was, whatever folder the
         // caller names.
@@ -102,6 +101,8 @@ void OpenProject::openProject(const QString& dir, QStringList* filters, int filt
         else
             onDocumentButton();
     }
+    // Every mode then returns to a cloud or the recent page used last.
+    initBtnStateLastClose();
     exec();
 }
 

@@ -234,9 +234,9 @@ void AddressBar::mouseMoveEvent(QMouseEvent* event)
 
 void AddressBar::mousePressEvent(QMouseEvent* event)
 {
-    // Only a press on the breadcrumbs switches to the text field; presses
-    // inside the field while typing must not throw the typed text away.
-    if (event->button() == Qt::LeftButton && layout->count() >= 2) {
+    // Every press puts the folder shown back into the field, also while the
+    // user is typing: the host's bar has always dropped a typed text so.
+    if (event->button() == Qt::LeftButton) {
         pressing = true;
         setCursor(Qt::IBeamCursor);
         pressing = false;

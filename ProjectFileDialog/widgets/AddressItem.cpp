@@ -98,16 +98,13 @@ AddressItem::AddressItem(QString text, QString path_, bool isRoot_, AddressBar* 
     }
 
     loadArrows();
+    buildMenu();
 
     connect(this, &QAbstractButton::toggled, this, &AddressItem::onCheckChanged);
 }
 
-void AddressItem::ensureMenu()
+void AddressItem::buildMenu()
 {
-    // Made when first wanted: a bar is rebuilt on every navigation, and a
-    // pop-up per segment would cost more than listing the folder.
-    if (menu)
-        return;
     menu = new zBaseMenu(this);
     // A tool-tip window instead of a popup: it grabs neither mouse nor
     // keyboard, so the bar keeps seeing the pointer and the open menu can
@@ -122,6 +119,10 @@ void AddressItem::ensureMenu()
     menu->addAction(action);
     connect(menuWidget, &MenuWidget::SClickPath, this, &AddressItem::SClickPath);
     connect(menu, &QMenu::aboutToHide, this, &AddressItem::menuAboutToHide);
+    // A folder's list is read with the segment, so it shows the folder as it
+    // was when the bar was built; the root's places are fixed.
+    if (!isRoot)
+        menuWidget->setFolder(path);
 }
 
 AddressItem::~AddressItem()
@@ -137,13 +138,11 @@ AddressItem::~AddressItem()
 
 zBaseMenu* AddressItem::popupMenu()
 {
-    ensureMenu();
     return menu;
 }
 
 MenuWidget* AddressItem::listWidget()
 {
-    ensureMenu();
     return menuWidget;
 }
 
@@ -180,18 +179,10 @@ void AddressItem::onClickMenuItem()
 void AddressItem::onCheckChanged(bool checked)
 {
     update();
-    if (checked)
-        ensureMenu();
     if (!menu)
         return;
     if (checked) {
         if (hasSubFolders() && !menu->isVisible()) {
-            // The list is read when it is first wanted: building the bar
-            // lists no folder, so a navigation reads only the folder shown.
-            if (!isRoot && !menuFilled) {
-                menuWidget->setFolder(path);
-                menuFilled = true;
-            }
             const QPoint at = mapToGlobal(QPoint(0, 0))
                               + QPoint(textWidth - px(30) + px(17), px(20));
             menu->move(at);
@@ -204,10 +195,8 @@ void AddressItem::onCheckChanged(bool checked)
 
 bool AddressItem::hasSubFolders() const
 {
-    // The root's list is the fixed set of standard places; its empty path
-    // would otherwise ask about whatever the working folder holds.
-    if (isRoot)
-        return true;
+    // The root too: its path is empty, so it asks about the working folder
+    // and opens its places only when that folder has a sub-folder.
     return !QDir(path).isEmpty(QDir::Dirs | QDir::NoDotAndDotDot);
 }
 

@@ -58,7 +58,7 @@ private:
     void applyPalette();
     void loadArrows();
     bool hasSubFolders() const;
-    void ensureMenu();
+    void buildMenu();
 
     bool pressed = false;
     bool textPressed = false;
@@ -73,5 +73,4 @@ private:
     QPixmap arrowPixmap;
     QPixmap arrowDownPixmap;
     bool backArrow = false;
-    bool menuFilled = false; // the folder list is read on first opening
 };
