@@ -12,6 +12,11 @@
 
 #include <curl/curl.h>
 
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
 #include <QBuffer>
 #include <QDir>
 #include <QDirIterator>
@@ -775,6 +780,27 @@ private slots:
         const QJsonObject reply = t->request(personalTree(m_alice));
         QVERIFY(codeOf(reply) != 0);
         QVERIFY(!reply.value(QLatin1String("msg")).toString().isEmpty());
+    }
+
+    void silentServerIsGivenUpInsteadOfWaitedForForEver()
+    {
+        // Accepts connections (the system does, into its backlog) and never
+        // answers: the host gives up with a clear refusal.
+        const int silent = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        QVERIFY(silent >= 0);
+        const auto closeSilent = qScopeGuard([silent] { ::close(silent); });
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t length = sizeof address;
+        QVERIFY(::bind(silent, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0);
+        QVERIFY(::listen(silent, 4) == 0);
+        QVERIFY(::getsockname(silent, reinterpret_cast<sockaddr*>(&address), &length) == 0);
+        std::unique_ptr<clouddisk::CloudTransport> t = clouddisk::makeHttpTransport(
+            QStringLiteral("http://127.0.0.1:%1").arg(ntohs(address.sin_port)));
+        const clouddisk::LoginResult login = t->login(QStringLiteral("alice"), QStringLiteral("a-pass"));
+        QVERIFY(!login.ok);
+        QVERIFY2(login.message.contains(QStringLiteral("无法连接云盘服务")), qPrintable(login.message));
     }
 
     void serviceUrlComesFromHostValueThenEnvironment()

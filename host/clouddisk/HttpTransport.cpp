@@ -30,9 +30,12 @@ constexpr qint64 kMaxAnswer = 256LL << 20;
 // Signing in and asking for anything must not wait long for a server that
 // does not answer at all.
 constexpr long kConnectSeconds = 10;
-// A transfer or an answer that makes no progress for this long is given up:
-// a large upload is answered only after the server has stored it.
-constexpr long kStallSeconds = 300;
+// A request that gets no byte of its answer for this long is given up:
+// browse requests hold the user-interface thread.
+constexpr long kAnswerStallSeconds = 30;
+// Contents that stop moving for this long are given up; a large upload is
+// answered only after the server has stored it.
+constexpr long kTransferStallSeconds = 300;
 
 QJsonObject failure(const QString& msg)
 {
@@ -113,7 +116,7 @@ public:
         curl_easy_setopt(m_curl, CURLOPT_FORBID_REUSE, 1L);
         curl_easy_setopt(m_curl, CURLOPT_CONNECTTIMEOUT, kConnectSeconds);
         curl_easy_setopt(m_curl, CURLOPT_LOW_SPEED_LIMIT, 1L);
-        curl_easy_setopt(m_curl, CURLOPT_LOW_SPEED_TIME, kStallSeconds);
+        curl_easy_setopt(m_curl, CURLOPT_LOW_SPEED_TIME, kAnswerStallSeconds);
         curl_easy_setopt(m_curl, CURLOPT_POST, 1L);
         curl_easy_setopt(m_curl, CURLOPT_WRITEFUNCTION, &Exchange::received);
         curl_easy_setopt(m_curl, CURLOPT_WRITEDATA, this);
@@ -152,12 +155,14 @@ public:
         curl_easy_setopt(m_curl, CURLOPT_READFUNCTION, &Exchange::send);
         curl_easy_setopt(m_curl, CURLOPT_READDATA, this);
         curl_easy_setopt(m_curl, CURLOPT_UPLOAD_BUFFERSIZE, kUploadBuffer);
+        curl_easy_setopt(m_curl, CURLOPT_LOW_SPEED_TIME, kTransferStallSeconds);
     }
 
     void setContents(Contents contents)
     {
         m_contents = std::move(contents);
         curl_easy_setopt(m_curl, CURLOPT_BUFFERSIZE, kDownloadBuffer);
+        curl_easy_setopt(m_curl, CURLOPT_LOW_SPEED_TIME, kTransferStallSeconds);
     }
 
     Answer perform()
