@@ -127,5 +127,20 @@ bool writeTree(JsonWriter& w, const QVector<Node>& rows, qint64 rootId, const QS
     return true;
 }
 
+QByteArray treeReply(const QVector<Node>& rows, qint64 rootId, const QSet<qint64>& closed, const QString& rootName,
+                     const char* open, const char* close)
+{
+    // Room for the whole reply, so that it is written without growing.
+    constexpr int kBytesPerNode = 192;
+    JsonWriter w(rows.size() * kBytesPerNode);
+    beginSuccess(w);
+    w.raw(open);
+    if (!writeTree(w, rows, rootId, closed, rootName))
+        w.raw("{}");
+    w.raw(close);
+    endReply(w);
+    return w.take();
+}
+
 } // namespace replies
 } // namespace clouddisk

@@ -28,5 +28,11 @@ void writeNode(JsonWriter& w, const store::Node& n);
 bool writeTree(JsonWriter& w, const QVector<store::Node>& rows, qint64 rootId, const QSet<qint64>& closed,
                const QString& rootName = QString());
 
+// A whole success reply whose "data" is the tree under rootId (as
+// writeTree; "{}" when rootId is not among the rows), between `open` and
+// `close`.
+QByteArray treeReply(const QVector<store::Node>& rows, qint64 rootId, const QSet<qint64>& closed,
+                     const QString& rootName = QString(), const char* open = "", const char* close = "");
+
 } // namespace replies
 } // namespace clouddisk
