@@ -30,10 +30,11 @@ const QLatin1String kUploadEnterprise("enterpriseclouduploadfileinfoforclouddisk
 // Refused uploads of ordinary project files are still read to their end, so
 // their sender sees the refusal rather than a broken connection.
 constexpr qint64 kDrainLimit = 64LL << 20;
-// Memory of one connection. The library hands a request body over in pieces
-// of about half of it, so a 4 MB connection stores an upload in ~2 MB
-// writes instead of many small ones.
+// Memory of one connection: room for large socket reads of a body.
 constexpr size_t kConnectionMemory = 4u << 20;
+// The pieces of an upload, whatever the reads gave, reach the store in
+// writes of about this size.
+constexpr qint64 kStoreWrite = 2 << 20;
 // Slow networks get time; a peer that stays silent longer is dropped and its
 // upload abandoned.
 constexpr unsigned kIdleSeconds = 60;
@@ -121,8 +122,9 @@ struct CloudHttpServer::Exchange
 
     // A JSON body (login, envelope), capped at http::kMaxJsonBody.
     QByteArray body;
-    // The contents of an upload go straight to the store.
+    // The contents of an upload go to the store in large writes.
     std::unique_ptr<clouddisk::Service::Upload> upload;
+    std::unique_ptr<http::GatheredWrites> toStore;
 };
 
 struct Router
@@ -242,6 +244,8 @@ struct Router
         ex->upload = self->m_service.beginUpload(ex->userId, envelope, &refusal);
         if (!ex->upload)
             return refuseBeforeBody(c, ex, refusal, 200);
+        ex->toStore = std::make_unique<http::GatheredWrites>(
+            kStoreWrite, [upload = ex->upload.get()](const char* data, qint64 size) { return upload->write(data, size); });
         return MHD_YES;
     }
 
@@ -257,10 +261,9 @@ struct Router
             return MHD_YES;
         }
         if (ex->upload) {
-            if (ex->upload->write(data, qint64(size)))
+            if (ex->toStore->add(data, qint64(size)))
                 return MHD_YES;
-            ex->upload.reset();
-            return answer(c, ex, failure(QStringLiteral("云盘无法保存文件内容")), 500, true);
+            return storeFailed(c, ex);
         }
         if (ex->route == Route::Logout || ex->route == Route::Session)
             return MHD_YES;
@@ -268,6 +271,14 @@ struct Router
             return refuseTooLarge(c, ex);
         ex->body.append(data, int(size));
         return MHD_YES;
+    }
+
+    // The store could not take the contents: the upload is abandoned.
+    static MHD_Result storeFailed(MHD_Connection* c, Exchange* ex)
+    {
+        ex->toStore.reset();
+        ex->upload.reset();
+        return answer(c, ex, failure(QStringLiteral("云盘无法保存文件内容")), 500, true);
     }
 
     // A JSON body as an object; false (and the refusal queued) otherwise.
@@ -326,7 +337,10 @@ struct Router
         case Route::Download:
             return finishDownload(self, c, ex);
         case Route::Upload: {
+            if (!ex->toStore->flush())
+                return storeFailed(c, ex);
             const QJsonObject reply = ex->upload->commit();
+            ex->toStore.reset();
             ex->upload.reset();
             return answer(c, ex, reply);
         }

@@ -22,6 +22,8 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
+#include <functional>
+
 #ifndef _WIN32
 #include <csignal>
 #include <ctime>
@@ -60,6 +62,46 @@ inline QJsonObject decodeEnvelopeHeader(const QByteArray& header)
     const QJsonDocument doc = QJsonDocument::fromJson(*decoded);
     return doc.isObject() ? doc.object() : QJsonObject();
 }
+
+// Gathers the pieces an HTTP library hands over (libcurl passes 16 KB at a
+// time, a socket read gives what has arrived) into writes of about `size`
+// bytes, so the disk sees few large writes. A piece that is large by itself
+// goes straight through.
+class GatheredWrites
+{
+public:
+    using Write = std::function<bool(const char*, qint64)>;
+
+    GatheredWrites(qint64 size, Write write)
+        : m_size(size)
+        , m_write(std::move(write))
+    {
+    }
+
+    // False once a write failed.
+    bool add(const char* data, qint64 size)
+    {
+        if (m_pending.isEmpty() && size >= m_size)
+            return m_write(data, size);
+        if (m_pending.capacity() < m_size)
+            m_pending.reserve(int(m_size));
+        m_pending.append(data, int(size));
+        return m_pending.size() < m_size || flush();
+    }
+
+    // Writes what is still held; false when that fails.
+    bool flush()
+    {
+        const bool written = m_pending.isEmpty() || m_write(m_pending.constData(), m_pending.size());
+        m_pending.resize(0);
+        return written;
+    }
+
+private:
+    qint64 m_size;
+    Write m_write;
+    QByteArray m_pending;
+};
 
 // While alive, a write to a connection the peer closed fails with an error
 // instead of raising SIGPIPE, which would end the whole host process. Only the

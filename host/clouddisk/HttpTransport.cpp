@@ -21,8 +21,7 @@ namespace {
 
 // Contents leave in pieces of this size (libcurl's largest upload buffer)...
 constexpr long kUploadBuffer = 2L << 20;
-// ...and arrive in pieces of up to this size, each written to the sink as
-// it comes.
+// ...and are written to the sink in pieces of about this size.
 constexpr long kDownloadBuffer = 1L << 20;
 // A JSON answer is held whole to be parsed. A personal tree of 20,000 nodes
 // is about 3 MB; anything past this is no answer of the service's.
@@ -333,13 +332,14 @@ public:
         const QJsonObject answer = withSession([&](const QByteArray& token) {
             Exchange e(url(http::kDownloadPath), token);
             e.setBody(body, http::kJsonType);
-            e.setContents([sink](const char* data, size_t size) {
-                return sink->write(data, qint64(size)) == qint64(size);
+            http::GatheredWrites toSink(kDownloadBuffer, [sink](const char* data, qint64 size) {
+                return sink->write(data, size) == size;
             });
+            e.setContents([&toSink](const char* data, size_t size) { return toSink.add(data, qint64(size)); });
             Answer a = e.perform();
-            complete = a.ok();
+            complete = a.ok() && (!e.gotContents() || toSink.flush());
             gotContents = e.gotContents();
-            sinkFailed = e.contentsFailed();
+            sinkFailed = e.contentsFailed() || (a.ok() && e.gotContents() && !complete);
             return a;
         });
         if (sinkFailed)
