@@ -181,6 +181,33 @@ private slots:
         QCOMPARE(filesBelow(data + "/tmp"), QStringList());
     }
 
+    void halfWrittenLockOfAGoneServiceIsNoOwner()
+    {
+        QTemporaryDir dir;
+        const QString data = dir.path() + "/data";
+        { Cloud once(data); }
+        // A service killed while it wrote its lock left the file empty.
+        QProcess gone;
+        gone.start("sh", {"-c", "exit 0"});
+        QVERIFY(gone.waitForStarted());
+        const qint64 pid = gone.processId();
+        QVERIFY(gone.waitForFinished());
+        QVERIFY(writeFile(data + QStringLiteral("/run/%1-clouddisk-1.lock").arg(pid), QByteArray()));
+        QVERIFY(writeFile(data + "/tmp/feedfeedfeedfeedfeedfeedfeedfeed.part", "left over"));
+        auto service = Service::open(data);
+        QVERIFY(service);
+        QCOMPARE(filesBelow(data + "/tmp"), QStringList());
+        QVERIFY(!QFile::exists(data + QStringLiteral("/run/%1-clouddisk-1.lock").arg(pid)));
+        // One of a live process is left alone, with what may be its contents.
+        service.reset();
+        const QString live = data + QStringLiteral("/run/%1-clouddisk-9.lock").arg(QCoreApplication::applicationPid());
+        QVERIFY(writeFile(live, QByteArray()));
+        QVERIFY(writeFile(data + "/tmp/feedfeedfeedfeedfeedfeedfeedfeed.part", "in flight"));
+        service = Service::open(data);
+        QCOMPARE(filesBelow(data + "/tmp"), QStringList{"feedfeedfeedfeedfeedfeedfeedfeed.part"});
+        QVERIFY(QFile::exists(live));
+    }
+
     void unopenableFolderReported()
     {
         QTemporaryDir dir;

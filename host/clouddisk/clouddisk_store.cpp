@@ -19,6 +19,12 @@
 #include <cerrno>
 #include <unistd.h>
 #endif
+#ifdef Q_OS_WIN
+#include <windows.h>
+#else
+#include <cerrno>
+#include <csignal>
+#endif
 
 namespace clouddisk {
 namespace store {
@@ -26,6 +32,24 @@ namespace store {
 namespace {
 
 constexpr int kPbkdf2Iterations = 20000;
+
+// Whether a process of that id runs on this machine.
+bool processRuns(qint64 pid)
+{
+    if (pid <= 0)
+        return false;
+#ifdef Q_OS_WIN
+    HANDLE h = OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, DWORD(pid));
+    if (!h)
+        return GetLastError() == ERROR_ACCESS_DENIED;
+    DWORD code = 0;
+    const bool running = GetExitCodeProcess(h, &code) && code == STILL_ACTIVE;
+    CloseHandle(h);
+    return running;
+#else
+    return ::kill(pid_t(pid), 0) == 0 || errno == EPERM;
+#endif
+}
 
 QByteArray pbkdf2Sha256(const QByteArray& password, const QByteArray& salt, int iterations)
 {
@@ -308,10 +332,20 @@ bool Db::aloneOnData()
     for (const QString& name : locks) {
         QLockFile other(runDir + QLatin1Char('/') + name);
         other.setStaleLockTime(0);
-        if (other.tryLock(0))
+        if (other.tryLock(0)) {
             other.unlock(); // its owner is gone; unlock removes the file
-        else if (other.error() == QLockFile::LockFailedError)
-            alone = false;
+        } else if (other.error() == QLockFile::LockFailedError) {
+            // A service killed while it wrote its lock leaves one that names
+            // no one and would keep every later start from cleaning up; the
+            // file's name still says whose it was.
+            qint64 pid = 0;
+            QString host, app;
+            const qint64 named = name.section(QLatin1Char('-'), 0, 0).toLongLong();
+            if (!other.getLockInfo(&pid, &host, &app) && !processRuns(named))
+                QFile::remove(runDir + QLatin1Char('/') + name);
+            else
+                alone = false;
+        }
     }
     m_runLock = std::make_unique<QLockFile>(runDir + QStringLiteral("/%1-%2.lock")
                                                          .arg(QCoreApplication::applicationPid())
