@@ -182,17 +182,24 @@ double timePeer(const QString& folder, int expectedRows)
     return elapsed;
 }
 
-void run(const char* label, const QString& folder, int runs)
+void run(const char* label, const QString& folder, int runs, bool oursOnly)
 {
     const int entries = QDir(folder).entryList(QDir::AllEntries | QDir::NoDotAndDotDot).size();
     timeOurs(folder, entries); // warm-up: caches, fonts, icons
-    timePeer(folder, entries);
+    if (!oursOnly)
+        timePeer(folder, entries);
     std::vector<double> ours, peer;
     for (int i = 0; i < runs; ++i) {
         ours.push_back(timeOurs(folder, entries));
-        peer.push_back(timePeer(folder, entries));
+        if (!oursOnly)
+            peer.push_back(timePeer(folder, entries));
     }
     const double o = median(ours), p = median(peer);
+    if (oursOnly) {
+        std::printf("%-8s %7d entries   ours %9.1f ms\n", label, entries, o);
+        std::fflush(stdout);
+        return;
+    }
     std::printf("%-8s %7d entries   ours %9.1f ms   QFileDialog %9.1f ms   ours/QFileDialog %5.2f   (target <= 1.00: %s)\n",
                 label, entries, o, p, p > 0 ? o / p : 0.0, (p > 0 && o <= p) ? "MET" : "MISSED");
     std::fflush(stdout);
@@ -206,9 +213,15 @@ int main(int argc, char** argv)
         qputenv("QT_QPA_PLATFORM", "offscreen");
     QApplication app(argc, argv);
     int runs = 5;
-    for (int i = 1; i + 1 < argc; ++i) {
-        if (qstrcmp(argv[i], "--runs") == 0)
-            runs = std::max(1, atoi(argv[i + 1]));
+    bool oursOnly = false;
+    QByteArray only; // "200" or "100k": one folder alone
+    for (int i = 1; i < argc; ++i) {
+        if (qstrcmp(argv[i], "--runs") == 0 && i + 1 < argc)
+            runs = std::max(1, atoi(argv[++i]));
+        else if (qstrcmp(argv[i], "--only") == 0 && i + 1 < argc)
+            only = argv[++i];
+        else if (qstrcmp(argv[i], "--ours-only") == 0)
+            oursOnly = true;
     }
 
     // The dialog remembers places and writes its store: keep that away from
@@ -223,7 +236,9 @@ int main(int argc, char** argv)
     const QString big = ensureFolder(root + QStringLiteral("/big"), 100000, 2000);
 
     std::printf("dialog open latency, medians of %d runs (call to first painted frame with every row, sorted)\n", runs);
-    run("200", small, runs);
-    run("100k", big, std::max(1, runs / 2));
+    if (only.isEmpty() || only == "200")
+        run("200", small, runs, oursOnly);
+    if (only.isEmpty() || only == "100k")
+        run("100k", big, std::max(1, runs / 2), oursOnly);
     return 0;
 }

@@ -11,6 +11,8 @@
 #include <QFileIconProvider>
 #include <QImage>
 #include <QPixmap>
+#include <QProxyStyle>
+#include <QTemporaryDir>
 #include <QtTest>
 
 using namespace testsupport;
@@ -53,6 +55,7 @@ private slots:
     void appDataIcoWinsForItsSuffix();
     void kindKeysGiveGenericIcons();
     void unknownSuffixLeavesNoProbeFileBehind();
+    void iconProviderIsSharedUntilTheStyleChanges();
 
 private:
     AppDir* m_app = nullptr;
@@ -377,6 +380,25 @@ void TestListing::suffixMatchesFileInfo()
     QCOMPARE(pfd::suffixRef(path).toString(), QFileInfo(path).suffix());
 }
 
+namespace {
+
+// A style whose folder icon is plain red, to tell it from any other.
+class RedFolderStyle : public QProxyStyle
+{
+public:
+    QIcon standardIcon(StandardPixmap which, const QStyleOption* option,
+                       const QWidget* widget) const override
+    {
+        if (which != SP_DirIcon)
+            return QProxyStyle::standardIcon(which, option, widget);
+        QPixmap red(32, 32);
+        red.fill(QColor(200, 20, 20));
+        return QIcon(red);
+    }
+};
+
+} // namespace
+
 static QImage iconImage(const QIcon& icon)
 {
     return icon.pixmap(32, 32).toImage().convertToFormat(QImage::Format_ARGB32);
@@ -425,6 +447,26 @@ void TestListing::unknownSuffixLeavesNoProbeFileBehind()
     const QStringList before = QDir::temp().entryList({pattern}, QDir::Files);
     pfd::fileIconForKey(QStringLiteral("pfdprobe"));
     QCOMPARE(QDir::temp().entryList({pattern}, QDir::Files), before);
+}
+
+void TestListing::iconProviderIsSharedUntilTheStyleChanges()
+{
+    QFileIconProvider& first = pfd::systemIconProvider();
+    QCOMPARE(&pfd::systemIconProvider(), &first);
+    // The shared provider's folder icon is the one a fresh provider gives.
+    QTemporaryDir dir;
+    QVERIFY(dir.isValid());
+    QVERIFY(QDir(dir.path()).mkdir(QStringLiteral("sub")));
+    const QFileInfo sub(dir.path() + QStringLiteral("/sub"));
+    QFileIconProvider fresh;
+    QCOMPARE(iconImage(first.icon(sub)), iconImage(fresh.icon(sub)));
+
+    // Another style has other standard icons: the provider is made anew.
+    QApplication::setStyle(new RedFolderStyle);
+    const QImage afterStyle = iconImage(pfd::systemIconProvider().icon(sub));
+    QCOMPARE(afterStyle.pixelColor(16, 16), QColor(200, 20, 20));
+    QFileIconProvider& again = pfd::systemIconProvider();
+    QCOMPARE(&pfd::systemIconProvider(), &again);
 }
 
 QTEST_MAIN(TestListing)

@@ -125,8 +125,7 @@ QVariant fileModelLocal::data(const QModelIndex& index, int role) const
 
     if (role == Qt::DecorationRole && column == 0) {
         if (info->isFolder()) {
-            static QFileIconProvider provider;
-            return provider.icon(QFileInfo(info->path));
+            return pfd::systemIconProvider().icon(QFileInfo(info->path));
         }
         if (info->isLocalDisk() || info->isRemovableDisk() || info->isRamDisk() || info->isCdRom())
             return pfd::shellIcon(info->path);

@@ -2,17 +2,46 @@
 
 #include "SharedInterface.h"
 
-#include <QCoreApplication>
+#include <QApplication>
 #include <QDir>
 #include <QFileIconProvider>
 #include <QFileInfo>
+#include <QPointer>
+#include <QStyle>
 #include <QTemporaryFile>
 
 namespace pfd {
 
+namespace {
+
+// Holds the shared provider; a child of the application object, so the
+// provider and the icons it keeps go before the application does.
+class ProviderHolder : public QObject
+{
+public:
+    using QObject::QObject;
+    QFileIconProvider provider;
+    QPointer<QStyle> style;
+};
+
+} // namespace
+
+QFileIconProvider& systemIconProvider()
+{
+    static QPointer<ProviderHolder> holder;
+    QStyle* const style = QApplication::style();
+    if (holder && holder->style != style)
+        delete holder;
+    if (!holder) {
+        holder = new ProviderHolder(QCoreApplication::instance());
+        holder->style = style;
+    }
+    return holder->provider;
+}
+
 QIcon fileIconForKey(const QString& key)
 {
-    QFileIconProvider provider;
+    QFileIconProvider& provider = systemIconProvider();
     if (key == QStringLiteral("文件夹"))
         return provider.icon(QFileIconProvider::Folder);
     if (key == QLatin1String("diskDriver"))

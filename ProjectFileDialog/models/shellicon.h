@@ -6,7 +6,16 @@
 #include <QIcon>
 #include <QString>
 
+class QFileIconProvider;
+
 namespace pfd {
+
+// The system's icon provider, one for the application. A provider keeps the
+// style's folder, file and drive icons once it has made them, so sharing it
+// spares reading those images again for every list and every row; a new one
+// is made when the application's style changes. Lives until the application
+// object goes.
+PFD_EXPORT QFileIconProvider& systemIconProvider();
 
 // Asks the system every time; a null icon when it has none.
 PFD_EXPORT QIcon shellIcon(const QString& path);

@@ -8,7 +8,7 @@ namespace pfd {
 
 QIcon shellIcon(const QString& path)
 {
-    QFileIconProvider provider;
+    QFileIconProvider& provider = systemIconProvider();
     const QFileInfo fi(path);
     if (!fi.exists() && !fi.isSymLink())
         return QIcon();

@@ -146,8 +146,8 @@ void MenuWidget::setFolder(QString path)
         return;
     folderModel->removeRows(0, folderModel->rowCount());
     const bool driveList = path == QLatin1String(":");
-    const QFileIconProvider provider;
-    const QIcon folderFallback(QStringLiteral(":/Image/filedlgicon/dir.png"));
+    QFileIconProvider& provider = pfd::systemIconProvider();
+    QIcon folderFallback; // read from the resources only when a row needs it
     for (const FileInfo& f : getFilesByPath(path)) {
         if (!(f.isFolder() || f.isShortcutToNetworkPath() || f.isShortcutToFolder() || f.isDrive()))
             continue;
@@ -158,8 +158,11 @@ void MenuWidget::setFolder(QString path)
             icon = provider.icon(QFileIconProvider::Network);
         else
             icon = pfd::shellIcon(f.path);
-        if (icon.isNull())
+        if (icon.isNull()) {
+            if (folderFallback.isNull())
+                folderFallback = QIcon(QStringLiteral(":/Image/filedlgicon/dir.png"));
             icon = folderFallback;
+        }
         // Local, removable, RAM and optical drives open at their root; a
         // network drive and a shortcut open where they point.
         const bool opensItself = f.isFolder() || (f.isDrive() && !f.isNetDrive());
