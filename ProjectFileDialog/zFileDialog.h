@@ -200,6 +200,9 @@ private slots:
 
 protected:
     static QString getDialogPathMsg(QJsonObject object);
+    // No folder is shown (the empty one a dialog starts with): nothing may
+    // be written from there.
+    bool noFolderShown() const;
 
     // ---- cloud views ----------------------------------------------------------
     // Fills the cloud model with one level and shows the display path in the

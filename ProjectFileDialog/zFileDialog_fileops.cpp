@@ -97,11 +97,13 @@ void zFileDialog::onTableViewContextMenu(QPoint pos)
 
 void zFileDialog::aboutToShow()
 {
-    const bool anyFolder = m_currentDir != QLatin1String(":/") && m_currentDir != QLatin1String(":");
+    const bool anyFolder = m_currentDir != QLatin1String(":/") && m_currentDir != QLatin1String(":")
+                           && !noFolderShown();
     auto pathRule = [&] {
         ui->acNewFolder->setEnabled(anyFolder && !m_isRecent);
         ui->acRename->setEnabled(anyFolder && !m_isRecent);
         ui->acDel->setEnabled(anyFolder);
+        ui->acPaste->setEnabled(!noFolderShown());
     };
     auto showEntries = [this](bool visible, std::initializer_list<QAction*> actions) {
         for (QAction* a : actions)
@@ -160,8 +162,18 @@ void zFileDialog::aboutToShow()
     ui->acRefresh->setVisible(false);
 }
 
+bool zFileDialog::noFolderShown() const
+{
+    // The empty folder a dialog starts with (and that Back can return to) is
+    // no place on disk: a name written from there would land in the
+    // process's working folder or at the root of the file system.
+    return m_currentDir.isEmpty();
+}
+
 void zFileDialog::renameField()
 {
+    if (noFolderShown())
+        return;
     const QModelIndex current = ui->tableView->currentIndex();
     if (current.isValid())
         ui->tableView->edit(current.sibling(current.row(), 0));
@@ -223,7 +235,7 @@ void zFileDialog::slotPaste()
 {
     // A question box runs its own event loop: a second paste waits its turn,
     // and a dialog closed meanwhile is left alone.
-    if (m_fileOpBusy)
+    if (m_fileOpBusy || noFolderShown())
         return;
     const QStringList sources = getPathsFromClipboard();
     if (sources.isEmpty())
@@ -332,6 +344,8 @@ void zFileDialog::delField()
         ui->localModel->applyNameFilters();
         return;
     }
+    if (noFolderShown())
+        return;
 
     QPointer<zFileDialog> self(this);
     m_fileOpBusy = true;
@@ -390,6 +404,8 @@ QString zFileDialog::createNewFloder(QString base, int n)
 
 void zFileDialog::onCreateFileButton()
 {
+    if (noFolderShown())
+        return;
     const QString path = createNewFloder(m_currentDir + QStringLiteral("/"), 0);
     QDir().mkdir(path);
     updateCurrentPath(m_currentDir, tracing);

@@ -157,6 +157,10 @@ void SaveProject::onOkButton()
             updateCurrentPath((row->isShortcut() || row->isNetDrive()) ? row->symLinkTarget : row->path, tracing);
         return;
     }
+    // From the empty folder a typed name would become one at the root of
+    // the file system.
+    if (noFolderShown())
+        return;
     QString name = ui->fileNameEdit->text();
     if (name.isEmpty() && !m_folderMode)
         return;
