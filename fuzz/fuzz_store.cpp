@@ -152,10 +152,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     const QJsonObject after = readAsStore(store, &isObject);
     // Removal and renaming without a match leave a bad file as it was.
     FUZZ_CHECK(isObject || expected == before);
-    // Compared as the JSON writer spells the expected object, so that texts
-    // the writer cannot spell exactly (lone surrogates) count as kept.
+    // Compared as it stands, or as the JSON writer spells the expected
+    // object: texts the writer cannot spell exactly (lone surrogates) count
+    // as kept, and Qt orders keys holding U+0000 differently once they have
+    // been written and read again, so a store left untouched only matches
+    // the first form.
     if (isObject)
-        FUZZ_CHECK(after == QJsonDocument::fromJson(QJsonDocument(expected).toJson()).object());
+        FUZZ_CHECK(after == expected
+                   || after == QJsonDocument::fromJson(QJsonDocument(expected).toJson()).object());
     checkReaders(store, after);
     return 0;
 }
