@@ -33,9 +33,9 @@ AddressBar::AddressBar(QWidget* parent)
     setContextMenuPolicy(Qt::NoContextMenu);
     setCursor(Qt::ArrowCursor);
     setMouseTracking(true);
-    // Never reached by Tab and not focused on start; a click gives it the
-    // keyboard, which is how the user starts typing a path.
-    setFocusPolicy(Qt::ClickFocus);
+    // Neither Tab nor a click focuses the bar: a press only puts the path
+    // into the field. The edit mode's keys reach it once code gives it focus.
+    setFocusPolicy(Qt::NoFocus);
 
     buttons = new QButtonGroup(this);
     buttons->setExclusive(true);
