@@ -27,17 +27,24 @@ const char* rightWord(Service::Right r)
     return "enter";
 }
 
+// The (id, name) rows a query answers, in its order.
+QList<Service::Account> accounts(const QSqlDatabase& db, const QString& sql, const QVariantList& values = {})
+{
+    QList<Service::Account> out;
+    QSqlQuery q(db);
+    store::exec(q, sql, values);
+    while (q.next())
+        out << Service::Account{q.value(0).toLongLong(), q.value(1).toString()};
+    return out;
+}
+
 } // namespace
 
 // --- accounts -----------------------------------------------------------------------
 
 qint64 Service::addUser(const QString& name, const QString& password, QString* error)
 {
-    auto fail = [error](const QString& why) {
-        if (error)
-            *error = why;
-        return qint64(-1);
-    };
+    const auto fail = [error](const QString& why) { return failed(error, why, qint64(-1)); };
     if (!acceptableName(name))
         return fail(QStringLiteral("invalid user name"));
     if (password.isEmpty())
@@ -92,12 +99,7 @@ qint64 Service::userId(const QString& name) const
 
 QList<Service::Account> Service::users() const
 {
-    QList<Account> out;
-    QSqlQuery q(d->db.connection());
-    store::exec(q, QStringLiteral("SELECT id, name FROM users ORDER BY id"));
-    while (q.next())
-        out << Account{q.value(0).toLongLong(), q.value(1).toString()};
-    return out;
+    return accounts(d->db.connection(), QStringLiteral("SELECT id, name FROM users ORDER BY id"));
 }
 
 bool Service::setPassword(qint64 userId, const QString& password, QString* error)
@@ -165,11 +167,7 @@ void Service::endSession(const QString& token)
 
 qint64 Service::addEnterprise(const QString& name, QString* error)
 {
-    auto fail = [error](const QString& why) {
-        if (error)
-            *error = why;
-        return qint64(-1);
-    };
+    const auto fail = [error](const QString& why) { return failed(error, why, qint64(-1)); };
     if (!acceptableName(name))
         return fail(QStringLiteral("invalid enterprise name"));
     store::Transaction t(d->db);
@@ -210,25 +208,15 @@ QString Service::enterpriseName(qint64 enterpriseId) const
 
 QList<Service::Account> Service::enterprises() const
 {
-    QList<Account> out;
-    QSqlQuery q(d->db.connection());
-    store::exec(q, QStringLiteral("SELECT id, name FROM enterprises ORDER BY id"));
-    while (q.next())
-        out << Account{q.value(0).toLongLong(), q.value(1).toString()};
-    return out;
+    return accounts(d->db.connection(), QStringLiteral("SELECT id, name FROM enterprises ORDER BY id"));
 }
 
 QList<Service::Account> Service::members(qint64 enterpriseId) const
 {
-    QList<Account> out;
-    QSqlQuery q(d->db.connection());
-    store::exec(q,
-                QStringLiteral("SELECT u.id, u.name FROM users u JOIN members m ON m.user = u.id"
-                               " WHERE m.enterprise = ? ORDER BY u.id"),
-                {enterpriseId});
-    while (q.next())
-        out << Account{q.value(0).toLongLong(), q.value(1).toString()};
-    return out;
+    return accounts(d->db.connection(),
+                    QStringLiteral("SELECT u.id, u.name FROM users u JOIN members m ON m.user = u.id"
+                                   " WHERE m.enterprise = ? ORDER BY u.id"),
+                    {enterpriseId});
 }
 
 bool Service::addMember(qint64 enterpriseId, qint64 userId, QString* error)
@@ -272,11 +260,7 @@ bool Service::removeMember(qint64 enterpriseId, qint64 userId, QString* error)
 
 bool Service::setRight(qint64 nodeId, qint64 userId, Right right, bool granted, QString* error)
 {
-    auto fail = [error](const QString& why) {
-        if (error)
-            *error = why;
-        return false;
-    };
+    const auto fail = [error](const QString& why) { return failed(error, why, false); };
     Node n;
     if (!d->node(nodeId, &n) || n.enterprise < 0)
         return fail(QStringLiteral("no enterprise folder or file %1").arg(nodeId));
@@ -332,11 +316,7 @@ qint64 Service::childId(qint64 folderId, const QString& name) const
 
 qint64 Service::makeFolder(qint64 parentId, const QString& name, QString* error)
 {
-    auto fail = [error](const QString& why) {
-        if (error)
-            *error = why;
-        return qint64(-1);
-    };
+    const auto fail = [error](const QString& why) { return failed(error, why, qint64(-1)); };
     if (!acceptableName(name))
         return fail(QStringLiteral("invalid folder name"));
     Node parent;

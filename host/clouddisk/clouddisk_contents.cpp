@@ -258,11 +258,7 @@ std::unique_ptr<Service::Upload> Service::Private::newUpload(const Node& folder,
 
 qint64 Service::storeFile(qint64 parentId, const QString& name, QIODevice* source, QString* error)
 {
-    auto fail = [error](const QString& why) {
-        if (error)
-            *error = why;
-        return qint64(-1);
-    };
+    const auto fail = [error](const QString& why) { return failed(error, why, qint64(-1)); };
     if (!acceptableName(name))
         return fail(QStringLiteral("invalid file name"));
     Node parent;

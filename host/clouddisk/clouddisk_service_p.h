@@ -20,6 +20,15 @@
 
 namespace clouddisk {
 
+// Says why a call failed, where the caller asked to know, and answers value.
+template <typename T>
+T failed(QString* error, const QString& why, T value)
+{
+    if (error)
+        *error = why;
+    return value;
+}
+
 using store::Node;
 
 inline const QString kRootName = QStringLiteral("根目录");
