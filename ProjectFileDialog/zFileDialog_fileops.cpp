@@ -349,8 +349,8 @@ void zFileDialog::delField()
 
     QPointer<zFileDialog> self(this);
     m_fileOpBusy = true;
-    const int answer = showCritical(QStringLiteral("当前操作将彻底删除无法找回，确定删除文件/文件夹吗？"), this,
-                                    QStringLiteral("删除"), QString(), QString(), kBothButtons);
+    const int answer =
+        showCritical(QStringLiteral("当前操作将彻底删除无法找回，确定删除文件/文件夹吗？"), this, QStringLiteral("删除"));
     if (!self)
         return;
     m_fileOpBusy = false;

@@ -47,6 +47,7 @@ private slots:
     void duplicateFileBesideItselfIsNoConflict();
     void duplicateFileElsewhereIsCollectedNative();
     void duplicatesOfTreeFilesFirstThenFolders();
+    void duplicatesOfTreeCountHiddenEntries();
     void duplicatesOfMissingTreeAreNone();
     void planRefusesPasteIntoOwnSubfolderOnlyWhenAsked();
     void planCollectsInSourceOrder();
@@ -61,6 +62,7 @@ private slots:
     void copyTreeIntoEmptyFolder();
     void copyTreeBesideItselfGetsCopyName();
     void copyTreeMergesAndReplaces();
+    void copyTreeTakesHiddenEntries();
     void copyTreeIntoItsOwnSubfolderEnds();
     void copyTreeOfMissingSourceFails();
     void copyTreeOntoFileFails();
@@ -93,6 +95,15 @@ void TestFileOpsLogic::copyNamesFollowTheTable_data()
     QTest::newRow("no suffix, first") << "notes" << 1 << "notes - 副本";
     QTest::newRow("no suffix, second") << "notes" << 2 << "notes - 副本 (2)";
     QTest::newRow("two dots") << "a.tar.gz" << 1 << "a.tar - 副本.gz";
+    // Percent signs of the name stay as they are.
+    QTest::newRow("%1, first") << "a%1.txt" << 1 << "a%1 - 副本.txt";
+    QTest::newRow("%1, second") << "a%1.txt" << 2 << "a%1 - 副本 (2).txt";
+    QTest::newRow("%2, second") << "a%2.txt" << 2 << "a%2 - 副本 (2).txt";
+    QTest::newRow("%3, second") << "b%3.txt" << 2 << "b%3 - 副本 (2).txt";
+    QTest::newRow("%, second") << "100%.txt" << 2 << "100% - 副本 (2).txt";
+    QTest::newRow("%1 alone, second") << "%1" << 2 << "%1 - 副本 (2)";
+    QTest::newRow("%2 alone, third") << "%2" << 3 << "%2 - 副本 (3)";
+    QTest::newRow("%1 in the suffix, second") << "a.%1" << 2 << "a - 副本 (2).%1";
 }
 
 void TestFileOpsLogic::copyNamesFollowTheTable()
@@ -174,8 +185,21 @@ void TestFileOpsLogic::duplicatesOfTreeFilesFirstThenFolders()
         writeFile(m_root + QLatin1Char('/') + QLatin1String(f), "x");
     QStringList dups;
     fileops::getDuplicatedFilesRecursively(dups, m_root + QStringLiteral("/s"), m_root + QStringLiteral("/d"));
-    QCOMPARE(dups, (QStringList{native(m_root + QStringLiteral("/d/a.txt")), native(m_root + QStringLiteral("/d/z.txt")),
+    QCOMPARE(dups, (QStringList{native(m_root + QStringLiteral("/d/.hidden")),
+                                native(m_root + QStringLiteral("/d/a.txt")), native(m_root + QStringLiteral("/d/z.txt")),
                                 native(m_root + QStringLiteral("/d/sub/b.txt"))}));
+}
+
+void TestFileOpsLogic::duplicatesOfTreeCountHiddenEntries()
+{
+    // A folder copy takes hidden entries, so one it would replace is asked
+    // about like any other.
+    for (const char* f : {"s/.dot", "s/.hid/x.txt", "s/v.txt", "d/.dot", "d/.hid/x.txt"})
+        writeFile(m_root + QLatin1Char('/') + QLatin1String(f), "x");
+    QStringList dups;
+    fileops::getDuplicatedFilesRecursively(dups, m_root + QStringLiteral("/s"), m_root + QStringLiteral("/d"));
+    QCOMPARE(dups, (QStringList{native(m_root + QStringLiteral("/d/.dot")),
+                                native(m_root + QStringLiteral("/d/.hid/x.txt"))}));
 }
 
 void TestFileOpsLogic::duplicatesOfMissingTreeAreNone()
@@ -322,6 +346,27 @@ void TestFileOpsLogic::copyTreeMergesAndReplaces()
     QCOMPARE(readFile(m_root + QStringLiteral("/d/s/a.txt")), QByteArray("new a"));
     QCOMPARE(readFile(m_root + QStringLiteral("/d/s/own.txt")), QByteArray("own"));
     QCOMPARE(readFile(m_root + QStringLiteral("/d/s/sub/b.txt")), QByteArray("new b"));
+}
+
+void TestFileOpsLogic::copyTreeTakesHiddenEntries()
+{
+    writeFile(m_root + QStringLiteral("/s/.dot"), "dot");
+    writeFile(m_root + QStringLiteral("/s/.hid/inner.txt"), "inner");
+    writeFile(m_root + QStringLiteral("/s/.hid/.deep"), "deep");
+    writeFile(m_root + QStringLiteral("/s/v.txt"), "v");
+    writeFile(m_root + QStringLiteral("/d/s/.dot"), "old dot");
+    QString last;
+    QVERIFY(fileops::copyDirectoryRecursively(m_root + QStringLiteral("/s"), m_root + QStringLiteral("/d/s"), last));
+    QCOMPARE(readFile(m_root + QStringLiteral("/d/s/.dot")), QByteArray("dot"));
+    QCOMPARE(readFile(m_root + QStringLiteral("/d/s/.hid/inner.txt")), QByteArray("inner"));
+    QCOMPARE(readFile(m_root + QStringLiteral("/d/s/.hid/.deep")), QByteArray("deep"));
+    QCOMPARE(readFile(m_root + QStringLiteral("/d/s/v.txt")), QByteArray("v"));
+    // Beside itself too: the copy is the whole folder.
+    last.clear();
+    QVERIFY(fileops::copyDirectoryRecursively(m_root + QStringLiteral("/s"), m_root + QStringLiteral("/s"), last));
+    QCOMPARE(QDir(m_root + QStringLiteral("/s - 副本")).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
+             (QStringList{".dot", ".hid", "v.txt"}));
+    QCOMPARE(readFile(m_root + QStringLiteral("/s - 副本/.hid/.deep")), QByteArray("deep"));
 }
 
 void TestFileOpsLogic::copyTreeIntoItsOwnSubfolderEnds()

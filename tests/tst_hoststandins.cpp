@@ -598,7 +598,7 @@ void TestHostStandIns::messageBoxScriptedDefaultsToZero()
     const auto calls = zControlTesting::messageBoxCalls();
     QCOMPARE(calls.size(), 2);
     QCOMPARE(calls[0].kind, QStringLiteral("critical"));
-    QCOMPARE(calls[0].buttons, QStringList({QStringLiteral("确定")}));
+    QCOMPARE(calls[0].buttons, QStringList({QStringLiteral("确定"), QStringLiteral("取消")}));
     QCOMPARE(calls[1].kind, QStringLiteral("information"));
     QCOMPARE(calls[1].title, QStringLiteral("信息"));
 }
@@ -629,7 +629,7 @@ void TestHostStandIns::messageBoxRealYesAndEscape()
     escape.answerWith(QStringLiteral("Escape"));
     QCOMPARE(showCritical(QStringLiteral("无法打开")), 1);
     QVERIFY(escape.found);
-    QCOMPARE(escape.seenButtons, QStringList({QStringLiteral("确定")}));
+    QCOMPARE(escape.seenButtons, QStringList({QStringLiteral("确定"), QStringLiteral("取消")}));
 
     BoxAnswerer one;
     one.answerWith(QStringLiteral("zMessageBoxYes"));

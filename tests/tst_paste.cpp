@@ -58,6 +58,8 @@ private slots:
     void pasteFileIntoItsFolderMakesCopyAndAsksNothing();
     void pasteTwoExistingAsksManyAndDeclineLeavesAll();
     void pasteOneExistingAsksAndReplaces();
+    void pasteFolderCopiesHiddenEntries();
+    void pasteFolderAsksAboutHiddenFilesItReplaces();
     void openProjectIsAskedAboutFirst();
     void openProjectDeclinedStopsBeforeReplaceQuestion();
     void withoutServiceLogsAndStillAsks();
@@ -186,6 +188,34 @@ void TestPaste::pasteOneExistingAsksAndReplaces()
     QCOMPARE(boxes().at(0).text, QStringLiteral("目标已包含一个名为“工程.GCFX”的文件，是否替换该文件？"));
     QCOMPARE(readFile(m_case.root + QStringLiteral("/dst/工程.GCFX")), QByteArray("new"));
     QCOMPARE(entries(m_case.root + QStringLiteral("/dst")), QStringList{"工程.GCFX"});
+}
+
+void TestPaste::pasteFolderCopiesHiddenEntries()
+{
+    writeFile(m_case.root + QStringLiteral("/src/proj/.settings"), "dot-file");
+    writeFile(m_case.root + QStringLiteral("/src/proj/.cache/index"), "in a hidden folder");
+    writeFile(m_case.root + QStringLiteral("/src/proj/a.GCFX"), "a");
+    QVERIFY(QDir().mkpath(m_case.root + QStringLiteral("/dst")));
+    putOnClipboard({m_case.root + QStringLiteral("/src/proj")});
+    pasteOverEmptySpace(m_case.root + QStringLiteral("/dst"), {});
+    QVERIFY(boxes().isEmpty());
+    // The copy is the whole folder: deleting the original loses nothing.
+    QCOMPARE(readFile(m_case.root + QStringLiteral("/dst/proj/.settings")), QByteArray("dot-file"));
+    QCOMPARE(readFile(m_case.root + QStringLiteral("/dst/proj/.cache/index")), QByteArray("in a hidden folder"));
+    QCOMPARE(readFile(m_case.root + QStringLiteral("/dst/proj/a.GCFX")), QByteArray("a"));
+}
+
+void TestPaste::pasteFolderAsksAboutHiddenFilesItReplaces()
+{
+    writeFile(m_case.root + QStringLiteral("/src/proj/.settings"), "new");
+    writeFile(m_case.root + QStringLiteral("/dst/proj/.settings"), "old");
+    putOnClipboard({m_case.root + QStringLiteral("/src/proj")});
+    pasteOverEmptySpace(m_case.root + QStringLiteral("/dst"), {1});
+    QCOMPARE(boxes().size(), 1);
+    QCOMPARE(boxes().at(0).text, QStringLiteral("目标已包含一个名为“.settings”的文件，是否替换该文件？"));
+    QCOMPARE(readFile(m_case.root + QStringLiteral("/dst/proj/.settings")), QByteArray("old"));
+    pasteOverEmptySpace(m_case.root + QStringLiteral("/dst"), {0});
+    QCOMPARE(readFile(m_case.root + QStringLiteral("/dst/proj/.settings")), QByteArray("new"));
 }
 
 void TestPaste::openProjectIsAskedAboutFirst()
@@ -318,6 +348,10 @@ void TestPaste::deletePinnedFolderRemovesButtonAndRecord()
     QCOMPARE(boxes().at(0).kind, QStringLiteral("critical"));
     QCOMPARE(boxes().at(0).text, QStringLiteral("当前操作将彻底删除无法找回，确定删除文件/文件夹吗？"));
     QCOMPARE(boxes().at(0).title, QStringLiteral("删除"));
+    // Asked exactly as (text, dialog, "删除"); the critical box has both buttons.
+    QCOMPARE(boxes().at(0).parent, static_cast<QWidget*>(&d));
+    QCOMPARE(boxes().at(0).buttonSet, 0);
+    QCOMPARE(boxes().at(0).buttons, (QStringList{"确定", "取消"}));
     QVERIFY(!QFileInfo::exists(m_case.root + QStringLiteral("/pinned")));
     QCOMPARE(d.m_oftenUse.size(), 1);
     QCOMPARE(d.m_oftenUse.begin().value().name, QStringLiteral("other"));

@@ -322,7 +322,7 @@ void TestProjectDialogs::refusals()
     QCOMPARE(box.kind, QStringLiteral("critical"));
     QCOMPARE(box.text, text);
     QCOMPARE(box.title, QStringLiteral("出错提示"));
-    QCOMPARE(box.buttons, QStringList{QStringLiteral("确定")});
+    QCOMPARE(box.buttons, (QStringList{QStringLiteral("确定"), QStringLiteral("取消")}));
     QCOMPARE(box.parent, mainWindowParent ? &mainWindow : static_cast<QWidget*>(&d));
     QCOMPARE(d.resultPath(), QString());
     // With the right the same file opens.

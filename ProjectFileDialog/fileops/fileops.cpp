@@ -20,13 +20,16 @@ QString generateUniqueFileName(const QString& path)
     QString candidate = path;
     int n = 1;
     while (QFileInfo::exists(candidate)) {
+        // One arg() call per name: a chained arg() would read a "%1" or
+        // "%2" inside the base name as a place for the next argument.
+        const QString number = QString::number(n);
         QString name;
         if (suffix.isEmpty())
             name = n == 1 ? QStringLiteral("%1 - 副本").arg(base)
-                          : QStringLiteral("%1 - 副本 (%2)").arg(base).arg(n);
+                          : QStringLiteral("%1 - 副本 (%2)").arg(base, number);
         else
             name = n == 1 ? QStringLiteral("%1 - 副本.%2").arg(base, suffix)
-                          : QStringLiteral("%1 - 副本 (%2).%3").arg(base).arg(n).arg(suffix);
+                          : QStringLiteral("%1 - 副本 (%2).%3").arg(base, number, suffix);
         candidate = QDir(folder).filePath(name);
         ++n;
     }
@@ -58,9 +61,11 @@ void getDuplicatedFilesRecursively(QStringList& dups, const QString& sourceDir, 
     if (!source.exists())
         return;
     const QDir dest(destDir);
-    for (const QString& name : source.entryList(QDir::Files))
+    // Hidden entries too: the copy takes them, so a hidden file it would
+    // replace is asked about like any other.
+    for (const QString& name : source.entryList(QDir::Files | QDir::Hidden))
         getDuplicatedFile(dups, source.filePath(name), dest.filePath(name));
-    for (const QString& sub : source.entryList(QDir::Dirs | QDir::NoDotAndDotDot))
+    for (const QString& sub : source.entryList(QDir::Dirs | QDir::NoDotAndDotDot | QDir::Hidden))
         getDuplicatedFilesRecursively(dups, source.filePath(sub), dest.filePath(sub));
 }
 
@@ -182,7 +187,9 @@ bool copyTree(const QString& sourceDir, QString destDir, QString& lastName, QSet
     const QString here = QFileInfo(sourceDir).canonicalFilePath();
     ancestors.insert(here);
 
-    for (const QString& name : source.entryList(QDir::Files)) {
+    // Every entry, hidden ones included: a copy that left them out would be
+    // incomplete without saying so.
+    for (const QString& name : source.entryList(QDir::Files | QDir::Hidden)) {
         const QString from = source.filePath(name);
         const QString to = dest.filePath(name);
         const QFileInfo toInfo(to);
@@ -196,7 +203,7 @@ bool copyTree(const QString& sourceDir, QString destDir, QString& lastName, QSet
         if (!ok)
             return false;
     }
-    for (const QString& sub : source.entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+    for (const QString& sub : source.entryList(QDir::Dirs | QDir::NoDotAndDotDot | QDir::Hidden)) {
         const QString from = source.filePath(sub);
         const QString canonical = QFileInfo(from).canonicalFilePath();
         if (canonical == destRoot || ancestors.contains(canonical))

@@ -24,8 +24,8 @@ PFD_EXPORT bool isSubdirectory(const QString& source, const QString& target);
 // would replace it; a file pasted into its own folder gets a copy name
 // instead and is no conflict.
 PFD_EXPORT void getDuplicatedFile(QStringList& dups, const QString& source, const QString& dest);
-// The same for every plain file of a folder tree: files first, then
-// sub-folders, each in listing order.
+// The same for every plain file of a folder tree, hidden ones included:
+// files first, then sub-folders, each in listing order.
 PFD_EXPORT void getDuplicatedFilesRecursively(QStringList& dups, const QString& sourceDir, const QString& destDir);
 
 // What a paste of sources into target would do, before anything is asked.
@@ -42,8 +42,8 @@ PFD_EXPORT PastePlan planPaste(const QStringList& sources, const QString& target
 // own source gets a copy name; any other existing dest is replaced. lastName
 // takes the name written unless keepName (a replaced file leaves it as is).
 PFD_EXPORT bool copyFile(const QString& source, const QString& dest, QString& lastName, bool keepName);
-// Copies a folder tree into destDir, merging into an existing folder; a
-// folder pasted beside itself gets a copy name. lastName takes the folder's
+// Copies a folder tree, hidden entries included, into destDir, merging
+// into an existing folder; a folder pasted beside itself gets a copy name. lastName takes the folder's
 // name when it is still empty.
 PFD_EXPORT bool copyDirectoryRecursively(const QString& sourceDir, const QString& destDir, QString& lastName);
 

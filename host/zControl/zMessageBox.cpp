@@ -221,7 +221,7 @@ int showWarning(const QString& text, QWidget* parent, const QString& title, cons
 int showCritical(const QString& text, QWidget* parent, const QString& title, const QString& yesText,
                  const QString& noText, int buttons)
 {
-    return run("critical", text, parent, title, buttonCaptions(okCancel(), yesText, noText, buttons, 1), ErrorIcon,
+    return run("critical", text, parent, title, buttonCaptions(okCancel(), yesText, noText, buttons, 3), ErrorIcon,
                ErrorIcon, buttons);
 }
 

@@ -18,7 +18,8 @@ ZCONTROL_EXPORT int showQuestion(const QString& text, QWidget* parent = nullptr,
 ZCONTROL_EXPORT int showWarning(const QString& text, QWidget* parent = nullptr, const QString& title = QString(),
                                 const QString& yesText = QString(), const QString& noText = QString(),
                                 int buttons = 0);
-// "确定" alone; with both buttons "确定" / "取消".
+// "确定" / "取消", as the host's critical box asks (the suite asks its
+// permanent-delete question with it).
 ZCONTROL_EXPORT int showCritical(const QString& text, QWidget* parent = nullptr, const QString& title = QString(),
                                  const QString& yesText = QString(), const QString& noText = QString(),
                                  int buttons = 0);
