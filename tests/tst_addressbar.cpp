@@ -8,8 +8,10 @@
 #include "widgets/AddressItem.h"
 #include "widgets/MenuWidget.h"
 #include "widgets/addresspath.h"
+#include "zBaseButton.h"
 #include "zBaseControlTesting.h"
 #include "zBaseMenu.h"
+#include "zBaseTheme.h"
 
 #include <QDir>
 #include <QFile>
@@ -87,7 +89,9 @@ private slots:
     void folderListKeepsFoldersShortcutsAndDrives();
     void clickingListRowEmitsTarget();
     void rootListsStandardPlaces();
-    void rootArrowAsksTheWorkingFolderForSubFolders();
+    void rootArrowOpensThePlacesWhateverTheWorkingFolder();
+    void openSegmentIsFilledAsHovered();
+    void listScrollBarsUseThePlainButtonColours();
     void segmentListsAreReadWhenTheBarIsBuilt();
     void movingOverAnotherSegmentSwitchesMenu();
     void uncheckOpenItemClosesMenu();
@@ -524,10 +528,10 @@ void TestAddressBar::rootListsStandardPlaces()
 
 }
 
-void TestAddressBar::rootArrowAsksTheWorkingFolderForSubFolders()
+void TestAddressBar::rootArrowOpensThePlacesWhateverTheWorkingFolder()
 {
-    // The root's path is empty, which names the working folder: its arrow
-    // opens the places only while that folder holds a sub-folder.
+    // The root stands for the standard places, not for a folder: its empty
+    // path must not make it ask the working folder for sub-folders.
     const QString before = QDir::currentPath();
     QTemporaryDir bare;
     QVERIFY(QDir::setCurrent(bare.path()));
@@ -537,15 +541,68 @@ void TestAddressBar::rootArrowAsksTheWorkingFolderForSubFolders()
     QCOMPARE(r->segmentPath(), QString());
     QTest::mouseClick(r, Qt::LeftButton, Qt::NoModifier, QPoint(8, 10));
     QVERIFY(r->isChecked());
-    QVERIFY(!r->popupMenu()->isVisible()); // a shown menu shows at once
+    QTRY_VERIFY(r->popupMenu()->isVisible());
+    QCOMPARE(r->listWidget()->rowsModel()->rowCount(), 3);
     QTest::mouseClick(r, Qt::LeftButton, Qt::NoModifier, QPoint(8, 10));
     QVERIFY(!r->isChecked());
-
-    QVERIFY(QDir(bare.path()).mkdir(QStringLiteral("子目录")));
-    QTest::mouseClick(r, Qt::LeftButton, Qt::NoModifier, QPoint(8, 10));
-    QTRY_VERIFY(r->popupMenu()->isVisible());
-    m_bar->uncheckOpenItem();
+    QTRY_VERIFY(!r->popupMenu()->isVisible());
     QVERIFY(QDir::setCurrent(before));
+}
+
+void TestAddressBar::openSegmentIsFilledAsHovered()
+{
+    // "C:\a" is no folder here, so checking the segment opens no menu.
+    m_bar->setPath(QStringLiteral("C:/a"));
+    AddressItem* item = segments().last();
+    QVERIFY(item);
+    const QPoint inside(3, 10); // in the text part's margin, clear of text and outline
+    QEvent enter(QEvent::Enter);
+    QCoreApplication::sendEvent(item, &enter);
+    const QColor hovered = item->grab().toImage().pixelColor(inside);
+    QEvent leave(QEvent::Leave);
+    QCoreApplication::sendEvent(item, &leave);
+    item->setChecked(true);
+    QVERIFY(item->isChecked());
+    const QColor checked = item->grab().toImage().pixelColor(inside);
+    QCOMPARE(hovered, item->palette().color(QPalette::Active, QPalette::Window));
+    QCOMPARE(checked, hovered);
+    m_bar->uncheckOpenItem();
+}
+
+void TestAddressBar::listScrollBarsUseThePlainButtonColours()
+{
+    zBaseControlTesting::setThemeColor(QStringLiteral("button-color"), QStringLiteral("#101010"));
+    zBaseControlTesting::setThemeColor(QStringLiteral("button-hover-color"), QStringLiteral("#202020"));
+    zBaseControlTesting::setThemeColor(QStringLiteral("button-disabled-color"), QStringLiteral("#303030"));
+    zBaseControlTesting::setThemeColor(QStringLiteral("font-color"), QStringLiteral("#404040"));
+    const zBaseTheme::ButtonColours plain = zBaseTheme::plainButton();
+    const QString sheet = MenuWidget(false, nullptr).findChild<QListView*>(QStringLiteral("listView"))->styleSheet();
+    zBaseButton button;
+    button.ensurePolished();
+    const QString buttonSheet = button.styleSheet();
+    zBaseControlTesting::reset();
+    zBaseControlTesting::setScaleFactor(1.0);
+
+    // The plain button's own sheet is painted in these colours...
+    QCOMPARE(plain.normal, QStringLiteral("#101010"));
+    QCOMPARE(plain.hover, QStringLiteral("#202020"));
+    QCOMPARE(plain.disabled, QStringLiteral("#303030"));
+    QCOMPARE(plain.font, QStringLiteral("#404040"));
+    QVERIFY2(buttonSheet.contains(QStringLiteral("QPushButton{background:#101010;color:#404040;")), qPrintable(buttonSheet));
+    QVERIFY(buttonSheet.contains(QStringLiteral("QPushButton:hover{background:#202020;}")));
+    QVERIFY(buttonSheet.contains(QStringLiteral("QPushButton:disabled{color:#B0B6BF;background:#303030;}")));
+    // ...and the list takes them in their roles: bar normal, handle hover,
+    // handle under the pointer disabled.
+    QVERIFY2(sheet.startsWith(QStringLiteral("#listView{border:none;\nbackground-color:#101010;color:#404040}")),
+             qPrintable(sheet));
+    for (const char* o : {"vertical", "horizontal"}) {
+        const QString orientation = QLatin1String(o);
+        QVERIFY(sheet.contains(QStringLiteral("QScrollBar:%1{background:#101010;").arg(orientation)));
+        QVERIFY(sheet.contains(QStringLiteral("QScrollBar::handle:%1{background:#202020;").arg(orientation)));
+        QVERIFY(sheet.contains(QStringLiteral("QScrollBar::handle:%1:hover{background:#303030;}").arg(orientation)));
+        QVERIFY(sheet.contains(
+            QStringLiteral("QScrollBar::sub-page:%1,QScrollBar::add-page:%1{background:#101010;}").arg(orientation)));
+    }
 }
 
 void TestAddressBar::segmentListsAreReadWhenTheBarIsBuilt()

@@ -195,8 +195,10 @@ void AddressItem::onCheckChanged(bool checked)
 
 bool AddressItem::hasSubFolders() const
 {
-    // The root too: its path is empty, so it asks about the working folder
-    // and opens its places only when that folder has a sub-folder.
+    // The root's menu lists the standard places, which are always there;
+    // its empty path names no folder to ask.
+    if (isRoot)
+        return true;
     return !QDir(path).isEmpty(QDir::Dirs | QDir::NoDotAndDotDot);
 }
 
@@ -297,20 +299,15 @@ void AddressItem::paintEvent(QPaintEvent* event)
 
     if (hovered || down) {
         // The whole item in the window colour, one rounded outline around
-        // the text part and the arrow part with a rule between them. An open
-        // or pressed segment gets a touch of the outline colour on top, so it
-        // reads as held down.
+        // the text part and the arrow part with a rule between them; an open
+        // or pressed segment is filled as a hovered one, its text shifted and
+        // its arrow turned down below.
         const qreal radius = px(3);
         const QRectF frame = QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5);
         QPainterPath shape;
         shape.addRoundedRect(frame, radius, radius);
         painter.fillPath(shape, pal.color(QPalette::Active, QPalette::Window));
-        QColor outline = pal.color(QPalette::Active, kOutlineRole);
-        if (down) {
-            QColor shade = outline;
-            shade.setAlphaF(0.45);
-            painter.fillPath(shape, shade);
-        }
+        const QColor outline = pal.color(QPalette::Active, kOutlineRole);
         painter.setPen(QPen(outline, 1));
         painter.drawPath(shape);
         if (textWidth > 0) {

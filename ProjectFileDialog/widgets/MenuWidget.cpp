@@ -189,14 +189,14 @@ void MenuWidget::on_listView_clicked(QModelIndex index)
 
 QString MenuWidget::listStyleSheet() const
 {
-    // The plain button's colours as this list reads them: normal background
-    // white, its font colour, and for the scroll bar's handle the theme's
-    // border grey (at rest) and disabled-text grey (under the pointer); the
-    // theme's own hover tint would all but vanish on white.
-    const QString normal = zBaseTheme::color(QStringLiteral("background-color"));
-    const QString hover = zBaseTheme::color(QStringLiteral("border-color"));
-    const QString disabled = zBaseTheme::color(QStringLiteral("disabled-font-color"));
-    const QString font = zBaseTheme::color(QStringLiteral("font-color"));
+    // The host's plain button style: the list in its normal background and
+    // font colour; the scroll bars in its normal (bar), hover (handle) and
+    // disabled (handle under the pointer) backgrounds.
+    const zBaseTheme::ButtonColours plain = zBaseTheme::plainButton();
+    const QString normal = plain.normal;
+    const QString hover = plain.hover;
+    const QString disabled = plain.disabled;
+    const QString font = plain.font;
     const QString arrow = zBaseTheme::color(QStringLiteral("secondary-font-color"));
 
     const QString list = QStringLiteral("#listView{border:none;\nbackground-color:%1;color:%2}")

@@ -8,13 +8,14 @@
 
 namespace {
 
+// Its backgrounds are the ones zBaseTheme::plainButton() reports.
 const char kPushSheet[] =
-    "QPushButton{background:@background-color@;color:@font-color@;"
+    "QPushButton{background:@button-color@;color:@font-color@;"
     "border:1px solid @border-color@;border-radius:4px;padding:4px 14px;font-size:13px;}"
-    "QPushButton:hover{background:@hover-color@;}"
+    "QPushButton:hover{background:@button-hover-color@;}"
     "QPushButton:pressed{background:@pressed-color@;}"
     "QPushButton:checked{background:@pressed-color@;color:@accent-color@;}"
-    "QPushButton:disabled{color:@disabled-font-color@;background:@background-color@;}";
+    "QPushButton:disabled{color:@disabled-font-color@;background:@button-disabled-color@;}";
 
 const char kPrimarySheet[] =
     "QPushButton{background:@accent-color@;color:#FFFFFF;border:1px solid @accent-color@;"

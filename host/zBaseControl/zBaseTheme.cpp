@@ -28,6 +28,10 @@ constexpr Entry kColours[] = {
     {"background-color", "#FFFFFF"},
     {"window-border-color", "#D9DDE3"},
     {"disabled-background-color", "#F5F6F8"},
+    // The plain push button's own backgrounds.
+    {"button-color", "#FFFFFF"},
+    {"button-hover-color", "#E6EDFA"},
+    {"button-disabled-color", "#F0F2F5"},
 };
 
 } // namespace
@@ -43,6 +47,12 @@ QString zBaseTheme::color(const QString& key)
             return QString::fromLatin1(e.value);
     }
     return QString();
+}
+
+zBaseTheme::ButtonColours zBaseTheme::plainButton()
+{
+    return {color(QStringLiteral("button-color")), color(QStringLiteral("button-hover-color")),
+            color(QStringLiteral("button-disabled-color")), color(QStringLiteral("font-color"))};
 }
 
 QString zBaseControlPrivate::themed(const char* sheetTemplate)

@@ -9,4 +9,15 @@ class ZBASECONTROL_EXPORT zBaseTheme
 public:
     // "#RRGGBB" for a known key, empty for any other.
     static QString color(const QString& key);
+
+    // The colours of the plain push button's style (control type 0): its
+    // background at rest, under the pointer and when disabled, and its text.
+    struct ButtonColours
+    {
+        QString normal;
+        QString hover;
+        QString disabled;
+        QString font;
+    };
+    static ButtonColours plainButton();
 };
