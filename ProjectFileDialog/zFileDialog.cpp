@@ -42,6 +42,9 @@ zFileDialog::zFileDialog(QWidget* parent)
     // widget of the window once more.
     setStyleSheet(QStringLiteral("QLineEdit{background:white;}"));
     ui->setupUi(this);
+    // The bar's field starts on the first drive, as the host's dialogs
+    // always did; the first folder shown replaces it with its segments.
+    ui->addressBar->setEditText(QStringLiteral("C:"));
     ui->localModel->setIconSource([this](const QString& key) { return fileIcon(key); });
     ui->tableView->setModel(nullptr);
     setTableModel(ui->localModel);
@@ -192,7 +195,8 @@ void zFileDialog::setTableModel(QAbstractItemModel* model)
 
 void zFileDialog::sizeTableColumns()
 {
-    const bool pathColumn = ui->localModel->showPathColumn();
+    // The cloud table has no path column, whatever the local model shows.
+    const bool pathColumn = ui->tableView->model() == ui->localModel && ui->localModel->showPathColumn();
     ui->headerView->resizeSection(0, pfd::px(pathColumn ? 220 : 330));
     ui->headerView->resizeSection(1, pfd::px(pathColumn ? 250 : 96));
     ui->headerView->resizeSection(2, pfd::px(pathColumn ? 90 : 110));

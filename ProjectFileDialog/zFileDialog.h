@@ -266,8 +266,6 @@ protected:
     QJsonArray m_yunpanGrData;    // the personal tree, its root unwrapped
     QJsonArray m_yunpanQyData;    // the enterprises and their trees
     QString m_yunpanGrRootId;     // "wjjid" of the personal root
-    bool m_yunpanGrLoaded = false;
-    bool m_yunpanQyLoaded = false;
     bool m_cloudBusy = false;         // onOkButton waits for a download
 
     QList<QPair<int, QString>> m_backStack; // (place code, path), newest last

@@ -109,8 +109,8 @@ void zFileDialog::showCloudTable()
     ui->stackedWidget->setCurrentIndex(0);
     ui->tableView->setEditTriggers(QAbstractItemView::NoEditTriggers);
     ui->tableView->setSortingEnabled(true);
-    ui->localModel->setShowPathColumn(false);
-    m_isRecent = false;
+    // The recent flag and the path column stay as they are: only the local
+    // places, a pinned folder and the current-project place clear them.
     ui->yunPanModel->setSetDataHook([this](const QModelIndex& index, const QVariant& value, int role) {
         // A renamed row carries its new name into the level's own node.
         if (role != Qt::EditRole || index.column() != NameColumn)
@@ -152,11 +152,9 @@ bool zFileDialog::loadCloudTree(bool personal)
         QString rootId;
         m_yunpanGrData = unwrapPersonalRoot(personalNodes(reply), &rootId);
         m_yunpanGrRootId = rootId;
-        m_yunpanGrLoaded = true;
         m_yunpanRoot = m_yunpanGrData;
     } else {
         m_yunpanQyData = enterpriseNodes(reply);
-        m_yunpanQyLoaded = true;
         m_yunpanRoot = m_yunpanQyData;
     }
     return true;
@@ -167,8 +165,12 @@ void zFileDialog::enterCloud(bool personal)
     ui->stackedWidget->setCurrentIndex(0);
     if (!getIsLogin())
         return;
+    // Read-only and on screen before the list is asked for; a refused list
+    // then leaves the rows that were there.
     s_filePid.clear();
     s_qyid.clear();
+    ui->tableView->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    ui->tableView->show();
     pfd::logInfo(QStringLiteral("文件对话框------调用Go接口获取数据开始"));
     const bool loaded = loadCloudTree(personal);
     pfd::logInfo(QStringLiteral("文件对话框------调用Go接口获取数据结束"));
@@ -264,30 +266,15 @@ void zFileDialog::refreshCloudStorageTableData(bool personal)
 
 void zFileDialog::updateYunPanCurrentPath(const QString& path, TracAction action, const QString& kind)
 {
+    Q_UNUSED(kind)
     const QStringList parts = cloudSegments(path);
     if (parts.isEmpty())
         return;
     const bool personal = parts.first() == kPersonalLabel;
-    if (!(personal ? m_yunpanGrLoaded : m_yunpanQyLoaded) && !loadCloudTree(personal))
-        return;
+    // Resolved against the tree this dialog already loaded, without asking
+    // the cloud: a cloud never entered here has an empty tree.
     const QJsonArray tree = personal ? m_yunpanGrData : m_yunpanQyData;
     m_yunpanRoot = tree;
-
-    // A path typed into the address bar has not passed the enterprise
-    // access test that entering a folder from the table makes.
-    if (!personal && kind.isEmpty() && parts.size() > 1) {
-        QJsonObject target;
-        walkTree(tree, parts, &target);
-        if (!target.isEmpty()) {
-            const QJsonObject reply = LoadQyypMlData(nodeText(target, QStringLiteral("wjjid")),
-                                                     nodeText(target, QStringLiteral("wjjgsqyid")));
-            if (replyCode(reply) == 1) {
-                showWarning(replyMessage(reply), this);
-                return;
-            }
-        }
-    }
-
     QString reached;
     const QJsonArray level = loadCurrentPath(parts, tree, &reached);
     (personal ? ui->personYunButton : ui->companyYunButton)->setChecked(true);
@@ -380,7 +367,10 @@ void zFileDialog::openCloudChoice(const QStringList& parts, const QString& name)
         return;
     }
 
-    const QStringList segments = QStringList(parts) << name;
+    // One name throughout: the chosen node's. It equals the typed name
+    // unless a row is selected and the field was edited since; then the
+    // existence test, the download and the cloud path all follow the row.
+    const QStringList segments = QStringList(parts) << node.value(QLatin1String("wjjmc")).toString();
     if (!cloudFileExists(!enterprise, segments))
         return;
     if (enterprise) {
@@ -485,15 +475,20 @@ void zFileDialog::saveCloudChoice(const QStringList& parts, const QString& name)
         return;
     }
 
-    iClickedBtn = enterprise ? 3 : 4;
     const QString appPath = SharedInterface::GetAppPath();
     const QString userId = currentUserId();
     const QString folder = stagingFolder(appPath, userId, parts);
     const QString file = folder + QLatin1Char('/') + localNameForCloudName(name);
-    if (!isInsideFolder(file, stagingUserFolder(appPath, userId)) || !QDir().mkpath(folder)) {
+    // A staged path that would leave the user's staging folder (a link in
+    // the staging tree) is refused before anything changes.
+    if (!isInsideFolder(file, stagingUserFolder(appPath, userId))) {
         showWarning(QStringLiteral("文件操作失败"), this);
         return;
     }
+    iClickedBtn = enterprise ? 3 : 4;
+    // A folder that cannot be made is the host's to report when it writes
+    // the project there.
+    QDir().mkpath(folder);
     s_fileYunPanPath = m_currentDir + pathFgf + name;
     finish(QDir::toNativeSeparators(file));
 }

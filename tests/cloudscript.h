@@ -184,6 +184,16 @@ inline zControlTesting::MessageBoxCall lastBox()
     return calls.isEmpty() ? zControlTesting::MessageBoxCall{} : calls.last();
 }
 
+// The names the table shows, sorted.
+inline QStringList names(QTableView* table)
+{
+    QStringList out;
+    for (int r = 0; r < table->model()->rowCount(); ++r)
+        out << table->model()->index(r, 0).data().toString();
+    out.sort();
+    return out;
+}
+
 inline int rowOf(QTableView* table, const QString& name)
 {
     const QModelIndexList hits =

@@ -25,6 +25,7 @@ using namespace testsupport;
 using cloudscript::choose;
 using cloudscript::contentOf;
 using cloudscript::lastBox;
+using cloudscript::names;
 using cloudscript::rowOf;
 using cloudscript::selectRow;
 
@@ -37,15 +38,6 @@ public:
     using zFileDialog::m_currentDir;
     using zFileDialog::ui;
 };
-
-QStringList names(QTableView* table)
-{
-    QStringList out;
-    for (int r = 0; r < table->model()->rowCount(); ++r)
-        out << table->model()->index(r, 0).data().toString();
-    out.sort();
-    return out;
-}
 
 // Every file under root outside the service's own data and the host log.
 QMap<QString, QByteArray> localFiles(const QString& root)

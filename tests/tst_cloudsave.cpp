@@ -17,8 +17,14 @@
 #include "zFileDialogUi.h"
 
 #include <QDirIterator>
+#include <QElapsedTimer>
 #include <QTableView>
 #include <QtTest>
+
+#include "cloud/cloudtask.h"
+
+#include <atomic>
+#include <thread>
 
 using namespace dialogsupport;
 using namespace testsupport;
@@ -75,10 +81,15 @@ private slots:
     void enterpriseFolderStagesWithItsEnterprise();
     void listRefusalStopsTheSave();
     void hostileNameStaysInsideTheStagingTree();
+    void stagingRefusalLeavesTheDialogAsItWas();
+    void stagingFolderThatCannotBeMadeIsLeftToTheHost();
 
     // the upload
     void uploadSendsBothRequestsAndRemovesTheStagedFile();
     void uploadMarksBusyAndShowsProgress();
+    void uploadLetsEventsRunOnlyWhileTheBarClimbs();
+    void uploadAskedForDuringAnotherWaitsThenRuns();
+    void doneFlagIsReadWithoutItsLock();
     void uploadRefusedShowsTheMessageAndRecoversTheProject();
     void secondStageFailureCountsAsSuccessButKeepsTheProject();
     void emptyRepliesCountAsSuccess();
@@ -234,6 +245,46 @@ void TestCloudSave::hostileNameStaysInsideTheStagingTree()
     QCOMPARE(snapshot(m_app->path()), before);
 }
 
+void TestCloudSave::stagingRefusalLeavesTheDialogAsItWas()
+{
+    // The personal cloud's staging folder is a link that leads out of the
+    // user's staging tree: nothing is staged, nothing changes.
+    QTemporaryDir elsewhere;
+    QVERIFY(QDir().mkpath(m_cloud->stagingRoot()));
+    QVERIFY(QFile::link(elsewhere.path(), m_cloud->stagingRoot() + QStringLiteral("/个人云盘")));
+    Probe d;
+    d.onPersonYunButton();
+    choose(d, {"工程"});
+    zFileDialog::iClickedBtn = 6; // as when the current-project place led here
+    d.ui->fileNameEdit->setText("新.GCFX");
+    d.onOkButton();
+    QCOMPARE(lastBox().kind, QStringLiteral("warning"));
+    QCOMPARE(lastBox().text, QStringLiteral("文件操作失败"));
+    QCOMPARE(zFileDialog::iClickedBtn, 6);
+    QCOMPARE(zFileDialog::GetFilePath(), QString());
+    QCOMPARE(zFileDialog::GetFilePid(), QStringLiteral("f1"));
+    QCOMPARE(d.resultPath(), QString());
+    QCOMPARE(d.m_currentDir, QStringLiteral("个人云盘\\工程"));
+    QVERIFY(QDir(elsewhere.path()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot).isEmpty());
+}
+
+void TestCloudSave::stagingFolderThatCannotBeMadeIsLeftToTheHost()
+{
+    // A file stands where the staging folder belongs: the path is handed
+    // out all the same, and the host reports the write it cannot make.
+    write(m_cloud->stagingRoot() + QStringLiteral("/个人云盘/工程"), "in the way");
+    Probe d;
+    d.onPersonYunButton();
+    choose(d, {"工程"});
+    d.ui->fileNameEdit->setText("新.GCFX");
+    d.onOkButton();
+    QVERIFY(zControlTesting::messageBoxCalls().isEmpty());
+    QCOMPARE(d.resultPath(), m_cloud->stagingRoot() + QStringLiteral("/个人云盘/工程/新.GCFX"));
+    QCOMPARE(zFileDialog::GetFilePath(), QStringLiteral("个人云盘\\工程\\新.GCFX"));
+    QCOMPARE(zFileDialog::iClickedBtn, 4);
+    QCOMPARE(contentOf(m_cloud->stagingRoot() + QStringLiteral("/个人云盘/工程")), QByteArray("in the way"));
+}
+
 // ---- the upload --------------------------------------------------------------------------------------
 
 void TestCloudSave::uploadSendsBothRequestsAndRemovesTheStagedFile()
@@ -278,6 +329,102 @@ void TestCloudSave::uploadMarksBusyAndShowsProgress()
     QCOMPARE(values.last(), 101);
     QCOMPARE(lastBox().parent, &mainWindow);
     QCOMPARE(lastBox().type, 1);
+}
+
+void TestCloudSave::uploadLetsEventsRunOnlyWhileTheBarClimbs()
+{
+    // The contents take 1.5 s to arrive: the bar reaches 99 well before.
+    cloudscript::State& st = m_cloud->state();
+    SharedInterfaceTesting::setCloudChannel([&st](const QByteArray& bytes) {
+        if (bytes.contains("\"personclouduploadfileinfoforclouddisk\""))
+            QThread::msleep(1500);
+        return cloudscript::Cloud::answer(st, bytes);
+    });
+    const QString staged = m_cloud->stagingRoot() + QStringLiteral("/个人云盘/慢.GCFX");
+    write(staged, "slow");
+    int beats = 0;
+    int beatsAt99 = 0;
+    QTimer beat;
+    QObject::connect(&beat, &QTimer::timeout, [&] {
+        ++beats;
+        const QList<int> values = zControlTesting::progressValues();
+        if (!values.isEmpty() && values.last() == 99)
+            ++beatsAt99;
+    });
+    beat.start(10);
+    QVERIFY(zFileDialog::SaveToYunPanData(staged));
+    beat.stop();
+    // Events run between the steps of the climb; at 99 the loop only
+    // sleeps until the worker is done, so no timer fires there.
+    QVERIFY(beats > 0);
+    QVERIFY2(beatsAt99 <= 2, qPrintable(QString::number(beatsAt99)));
+    QList<int> expected;
+    for (int v = 1; v <= 99; ++v)
+        expected << v;
+    expected << 100 << 101;
+    QCOMPARE(zControlTesting::progressValues(), expected);
+}
+
+void TestCloudSave::uploadAskedForDuringAnotherWaitsThenRuns()
+{
+    zFileDialog::SetFilePid(QStringLiteral("f1"));
+    const QString first = m_cloud->stagingRoot() + QStringLiteral("/个人云盘/工程/一.GCFX");
+    const QString second = m_cloud->stagingRoot() + QStringLiteral("/个人云盘/工程/二.GCFX");
+    write(first, "one");
+    write(second, "two");
+    bool secondRan = false;
+    bool secondResult = false;
+    QStringList methodsBeforeSecondReturned;
+    // A host timer asks for the second while the first one's bar climbs.
+    QTimer::singleShot(100, [&] {
+        secondRan = true;
+        secondResult = zFileDialog::SaveToYunPanData(second);
+        methodsBeforeSecondReturned = m_cloud->methods();
+    });
+    QVERIFY(zFileDialog::SaveToYunPanData(first));
+    QVERIFY(secondRan);
+    QVERIFY(secondResult);
+    // The second waited for the first upload, then made its own, whole.
+    const QStringList both{"personclouduploadinfoforclouddisk", "personclouduploadfileinfoforclouddisk",
+                           "personclouduploadinfoforclouddisk", "personclouduploadfileinfoforclouddisk"};
+    QCOMPARE(methodsBeforeSecondReturned, both);
+    QCOMPARE(m_cloud->methods(), both);
+    QCOMPARE(m_cloud->state().uploaded, QByteArray("two"));
+    QCOMPARE(m_cloud->state().lastUpload.value("wjm").toString(), QStringLiteral("二.GCFX"));
+    QVERIFY(!QFile::exists(first));
+    QVERIFY(!QFile::exists(second));
+    QCOMPARE(SharedInterfaceTesting::busyMarks(), (QStringList{"veto ", "veto ", "use ", "use "}));
+    QCOMPARE(zControlTesting::progressTitles().size(), 2);
+    const auto calls = zControlTesting::messageBoxCalls();
+    QCOMPARE(calls.size(), 2);
+    for (const auto& call : calls)
+        QCOMPARE(call.text, QStringLiteral("保存云文件成功！"));
+    QCOMPARE(zFileDialog::GetFilePath(), QString());
+}
+
+void TestCloudSave::doneFlagIsReadWithoutItsLock()
+{
+    // The worker writes the flag under its lock; the user-interface thread
+    // reads it without, so a held lock never stalls the progress loop.
+    auto flag = std::make_shared<pfd::cloud::DoneFlag>();
+    QMutexLocker held(flag->mutex());
+    std::atomic<bool> looked{false};
+    std::atomic<bool> seen{true};
+    std::thread look([&] {
+        seen = flag->isSet();
+        looked = true;
+    });
+    QElapsedTimer clock;
+    clock.start();
+    while (!looked && clock.elapsed() < 2000)
+        QThread::msleep(5);
+    const bool lookedWhileHeld = looked;
+    held.unlock();
+    look.join();
+    QVERIFY(lookedWhileHeld);
+    QVERIFY(!seen);
+    flag->set();
+    QVERIFY(flag->isSet());
 }
 
 void TestCloudSave::uploadRefusedShowsTheMessageAndRecoversTheProject()

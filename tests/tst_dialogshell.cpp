@@ -39,6 +39,7 @@ private slots:
 
     void openFileDlgReturnsEmptyForAnyObject();
     void layoutCarriesNamedWidgets();
+    void addressFieldStartsOnTheFirstDrive();
     void hostSwitchChoosesRecentOrCurrentProject();
     void windowUsesScaledDesignSize();
     void cloudPlaceRememberedWhileCloudDisabledShowsDocuments();
@@ -154,6 +155,17 @@ void TestDialogShell::layoutCarriesNamedWidgets()
     for (QAction* a : figure->menu()->actions())
         actions << a->text();
     QCOMPARE(actions, (QStringList{"列表", "详细"}));
+}
+
+void TestDialogShell::addressFieldStartsOnTheFirstDrive()
+{
+    zFileDialog d;
+    auto* bar = child<QLineEdit>(&d, "address_bar");
+    // Put there once while the dialog is built; "C:" gets its backslash.
+    QCOMPARE(bar->text(), QStringLiteral("C:\\"));
+    // The first folder shown replaces the text with its segments.
+    d.updateCurrentPath(m_home.path(), zFileDialog::tracing);
+    QCOMPARE(bar->text(), QString());
 }
 
 void TestDialogShell::hostSwitchChoosesRecentOrCurrentProject()

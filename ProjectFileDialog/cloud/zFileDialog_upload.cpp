@@ -68,19 +68,22 @@ UploadOutcome upload(const QString& filePath, const QString& wjm, qint64 size, c
     return out;
 }
 
-// Whether a SaveToYunPanData is running: its progress loop lets events
-// run, and a host timer could ask for a second upload meanwhile.
-bool s_uploading = false;
+// The done flag of the upload whose progress loop is running, if any. Its
+// loop lets events run, and a host timer may ask for a second upload then.
+std::shared_ptr<pfd::cloud::DoneFlag> s_running;
 
 } // namespace
 
 bool zFileDialog::SaveToYunPanData(QString filePath)
 {
-    if (s_uploading) {
-        pfd::logInfo(QStringLiteral("文件对话框------上一次云盘保存尚未结束，本次忽略：%1").arg(filePath));
-        return false;
+    // Uploads go one after the other: a call made while an earlier upload's
+    // loop lets events run waits here for that upload's worker, then does
+    // its own, so every call blocks until its own upload is done.
+    if (s_running) {
+        pfd::logInfo(QStringLiteral("文件对话框------等待上一次云盘保存结束：%1").arg(filePath));
+        while (!s_running->isSet())
+            QThread::msleep(10);
     }
-    s_uploading = true;
     filePath = QDir::toNativeSeparators(filePath);
     const UserInfo* user = Users::Instance()->Mqy();
     const QString mqid = user ? user->UserID : QString();
@@ -91,6 +94,8 @@ bool zFileDialog::SaveToYunPanData(QString filePath)
 
     SystemHelper::markVeto(QString());
     auto flag = std::make_shared<pfd::cloud::DoneFlag>();
+    const std::shared_ptr<pfd::cloud::DoneFlag> earlier = s_running;
+    s_running = flag;
     const qint64 size = info.size();
     const QString suffix = info.suffix();
     QFuture<UploadOutcome> work = QtConcurrent::run([=] {
@@ -102,13 +107,17 @@ bool zFileDialog::SaveToYunPanData(QString filePath)
 
     const auto progress =
         MQProgressBar::CreateEasy(QStringLiteral("提示"), QStringLiteral("正在保存工程到云盘..."), 100, nullptr);
+    // The bar climbs for the first second with events let through between
+    // steps; after that the thread only sleeps until the worker is done.
     int counter = 0;
     while (!flag->isSet()) {
-        if (++counter < 100) {
+        if (counter < 100)
+            ++counter;
+        if (counter < 100) {
             progress(counter);
             QCoreApplication::processEvents();
         }
-        pfd::cloud::letEventsRun(10);
+        QThread::msleep(10);
     }
     progress(100);
     QCoreApplication::processEvents();
@@ -139,6 +148,6 @@ bool zFileDialog::SaveToYunPanData(QString filePath)
     else
         showInforByOneBtn(out.message, mainWindow, 1);
     SystemHelper::markUse(QString());
-    s_uploading = false;
+    s_running = earlier;
     return out.success;
 }
