@@ -5,7 +5,7 @@
 
 #include "dialogs/OpenProject.h"
 #include "dialogs/SaveProject.h"
-#include "knownfolders.h"
+#include "knownfolderpaths.h"
 #include "mqcoreTesting.h"
 #include "zBaseButton.h"
 #include "zBaseControlTesting.h"

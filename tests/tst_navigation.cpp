@@ -9,7 +9,7 @@
 #include "dialogs/OpenProject.h"
 #include "SharedInterface.h"
 #include "fileInfoJsonUtil.h"
-#include "knownfolders.h"
+#include "knownfolderpaths.h"
 #include "zBaseButton.h"
 #include "zBaseControlTesting.h"
 #include "zControlTesting.h"
