@@ -24,10 +24,14 @@
 # file operations) are also compiled to objects with -O2 -Wall -Wextra
 # -Werror, so that warnings only an optimising build finds are caught too.
 #
+# Tests include their moc output ("tst_x.moc"), which declares nothing the
+# test's own code uses: an empty file stands in for it.
+#
 # Left out, because their libraries' Windows headers are not on Debian:
 # the files that include libcurl's, libmicrohttpd's or libsodium's headers
 # (the script lists them as it goes). clouddiskd's main.cpp, POSIX only
-# (stop signals through sigwait): the server runs on POSIX systems.
+# (stop signals through sigwait): the server runs on POSIX systems. The
+# tests that tests/CMakeLists.txt leaves out on WIN32.
 set -euo pipefail
 root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 cd "$root"
@@ -45,6 +49,10 @@ for m in QtCore QtGui QtWidgets QtSvg QtSql QtDBus QtConcurrent QtNetwork QtTest
   includes+=(-isystem "$qt/$m")
 done
 while IFS= read -r d; do includes+=(-I"$d"); done < <(find ProjectFileDialog host -type d | sort)
+log="$(mktemp -d)"
+trap 'rm -rf "$log"' EXIT
+mkdir "$log/moc"
+includes+=(-Itests -Iapps/demohost -I"$log/moc")
 common=(-DUNICODE -D_UNICODE -DQT_CORE_LIB -DQT_GUI_LIB -DQT_WIDGETS_LIB -DQT_SVG_LIB
         -DQT_SQL_LIB -DQT_CONCURRENT_LIB -DQT_TESTLIB_LIB "${includes[@]}")
 
@@ -52,6 +60,9 @@ common=(-DUNICODE -D_UNICODE -DQT_CORE_LIB -DQT_GUI_LIB -DQT_WIDGETS_LIB -DQT_SV
 absent='^[[:space:]]*#[[:space:]]*include[[:space:]]*<(curl/|microhttpd\.h|sodium)'
 # Programs that Windows does not build.
 posix_only=(apps/clouddiskd/main.cpp)
+# The tests a WIN32 build leaves out, as tests/CMakeLists.txt says.
+win32_skipped_tests="$(sed -n 's/.*list(FILTER _tests EXCLUDE REGEX "\(.*\)").*/\1/p' tests/CMakeLists.txt | sed 's/\\\\/\\/g')"
+[ -n "$win32_skipped_tests" ] || { echo "wincheck: cannot read the WIN32 test list in tests/CMakeLists.txt" >&2; exit 1; }
 
 # The library define of a source, as its CMake target sets it.
 library_define() {
@@ -59,13 +70,14 @@ library_define() {
     ProjectFileDialog/*) echo -DPROJECTFILEDIALOG_LIBRARY ;;
     host/clouddisk/clouddiskctl/*) ;;
     host/*/*.cpp) local lib="${1#host/}"; lib="${lib%%/*}"; echo "-D${lib^^}_LIBRARY" ;;
+    tests/*) echo '-DCLOUDDISKCTL="clouddiskctl" -DPFD_STOREWRITER="pfd_storewriter"' ;;
   esac
 }
 
-# Every source of the library, the host stand-ins, the cloud service and the
-# apps, Windows' variant of each platform pair.
+# Every source of the library, the host stand-ins, the cloud service, the
+# apps and the tests, Windows' variant of each platform pair.
 sources() {
-  find ProjectFileDialog host apps -name '*.cpp' ! -name '*_unix.cpp' | sort
+  { find ProjectFileDialog host apps -name '*.cpp' ! -name '*_unix.cpp'; ls tests/*.cpp; } | sort
 }
 
 if [ $# -gt 0 ]; then files=("$@"); else mapfile -t files < <(sources); fi
@@ -76,16 +88,15 @@ for f in "${files[@]}"; do
     echo "left out (library headers not on Debian for MinGW): $f"
     continue
   fi
-  if printf '%s\n' "${posix_only[@]}" | grep -qxF "$f"; then
+  if printf '%s\n' "${posix_only[@]}" | grep -qxF "$f" || { [[ "$f" == tests/* ]] && echo "$f" | grep -Eq "$win32_skipped_tests"; }; then
     echo "left out (not built on Windows): $f"
     continue
   fi
+  while IFS= read -r m; do : >"$log/moc/$m"; done < <(sed -n 's/^#include "\([^"/]*\.moc\)"$/\1/p' "$f")
   checked+=("$f")
   case "$f" in *_win.cpp) win32_files+=("$f") ;; esac
 done
 
-log="$(mktemp -d)"
-trap 'rm -rf "$log"' EXIT
 jobs="${PFD_JOBS:-$(nproc)}"
 
 # compile MODE FILE: MODE is syntax (-fsyntax-only) or object (-c, warnings
