@@ -9,7 +9,7 @@
 #include "Users.h"
 #include "fileInfoJsonUtil.h"
 #include "fileModelLocal.h"
-#include "knownfolders.h"
+#include "knownfolderpaths.h"
 #include "listing.h"
 #include "pathstyle.h"
 #include "pfdlog.h"

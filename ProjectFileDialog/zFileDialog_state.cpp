@@ -4,7 +4,7 @@
 #include "fileInfoJsonUtil.h"
 #include "HostServices.h"
 #include "SharedInterface.h"
-#include "knownfolders.h"
+#include "knownfolderpaths.h"
 
 #include <QJsonObject>
 

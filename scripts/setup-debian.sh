@@ -10,11 +10,17 @@ packages=(cmake g++ make qtbase5-dev qtbase5-dev-tools libqt5svg5-dev libqt5sql5
           # HTTP: clouddiskd's server (libmicrohttpd) and the host's
           # transport to it (libcurl)
           libmicrohttpd-dev libcurl4-openssl-dev pkg-config)
-# --sanitize: the sanitizer and fuzzing build (clang, its sanitizer and
-# libFuzzer runtimes, llvm-symbolizer for readable reports).
-if [ "${1:-}" = "--sanitize" ]; then
-  packages+=(clang libclang-rt-14-dev libfuzzer-14-dev llvm-14)
-fi
+for option in "$@"; do
+  case "$option" in
+    # --sanitize: the sanitizer and fuzzing build (clang, its sanitizer and
+    # libFuzzer runtimes, llvm-symbolizer for readable reports).
+    --sanitize) packages+=(clang libclang-rt-14-dev libfuzzer-14-dev llvm-14) ;;
+    # --mingw: the Windows compile check (scripts/wincheck.sh), MinGW-w64's
+    # C++ compiler with the Windows headers.
+    --mingw) packages+=(g++-mingw-w64-x86-64) ;;
+    *) echo "setup-debian.sh: unknown option $option" >&2; exit 2 ;;
+  esac
+done
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

@@ -2,6 +2,7 @@
 // Driving the table's file menu from a test: a right click on the table's
 // viewport opens the real menu; what it shows is read while it is open, and
 // the chosen entry runs once it has closed, as after a user's click.
+#include "dialogfixture.h"
 #include "testsupport.h"
 
 #include "dialogs/OpenProject.h"
@@ -170,19 +171,10 @@ struct Case
         static int n = 0;
         root = home + QStringLiteral("/case%1").arg(++n);
         QDir().mkpath(root);
-        app = new testsupport::AppDir;
-        zBaseControlTesting::setScaleFactor(1.0);
-        zControlTesting::setMessageBoxScripted(true);
+        app = dialogfixture::startDialogHost();
         zControlTesting::clearMessageBoxCalls();
-        zFileDialog::iClickedBtn = 2;
     }
-    void stop()
-    {
-        delete app;
-        app = nullptr;
-        zBaseControlTesting::reset();
-        zControlTesting::reset();
-    }
+    void stop() { dialogfixture::stopDialogHost(app); }
 };
 
 // Local files on the clipboard as a URL list, as a file manager puts them.

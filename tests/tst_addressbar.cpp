@@ -2,7 +2,7 @@
 // fitting into a narrow bar, the menu-bar behaviour of open menus and the
 // text field of edit mode. Widgets are driven with real mouse and key events
 // in a shown window; the directory service is scripted.
-#include "knownfolders.h"
+#include "knownfolderpaths.h"
 #include "testsupport.h"
 #include "widgets/AddressBar.h"
 #include "widgets/AddressItem.h"

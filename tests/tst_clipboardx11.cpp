@@ -2,6 +2,7 @@
 // program: files put there by another program are pasted, and what the
 // dialog copies is read back by another program (xclip).
 #include "daemonsupport.h"
+#include "casefixture.h"
 #include "filemenusupport.h"
 #include "testsupport.h"
 
@@ -44,7 +45,7 @@ QByteArray xclip(const QStringList& args, const QByteArray& input = QByteArray()
 
 } // namespace
 
-class TestClipboardX11 : public QObject
+class TestClipboardX11 : public QObject, filemenusupport::CaseFixture
 {
     Q_OBJECT
 
@@ -56,28 +57,22 @@ private slots:
     void filesCopiedByAnotherProgramArePasted();
     void copiedFileIsReadByAnotherProgramAsUrlList();
     void copiedNameAndPathAreReadAsText();
-
-private:
-    QTemporaryDir m_home;
-    Case m_case;
 };
 
 void TestClipboardX11::initTestCase()
 {
     QCOMPARE(QGuiApplication::platformName(), QStringLiteral("xcb"));
-    qputenv("HOME", QFile::encodeName(m_home.path()));
+    useHome();
 }
 
 void TestClipboardX11::init()
 {
-    m_case.start(m_home.path());
-    zFileDialog::iClickedBtn = 2;
+    startCase();
 }
 
 void TestClipboardX11::cleanup()
 {
-    m_case.stop();
-    zControlTesting::reset();
+    stopCase();
 }
 
 void TestClipboardX11::filesCopiedByAnotherProgramArePasted()

@@ -2,6 +2,7 @@
 // the login gate, both clouds, rows, refresh, history, the accept handler's
 // open branch, the download under its progress window and its re-entry
 // guard.
+#include "cloudfixture.h"
 #include "cloudscript.h"
 #include "dialogsupport.h"
 #include "testsupport.h"
@@ -74,7 +75,7 @@ public:
 
 } // namespace
 
-class TestCloudBrowse : public QObject
+class TestCloudBrowse : public QObject, cloudfixture::ScriptedCloudFixture
 {
     Q_OBJECT
 
@@ -136,32 +137,21 @@ private slots:
     void closingDuringSlowDownloadStillReturnsTheProject_data();
     void closingDuringSlowDownloadStillReturnsTheProject();
     void dialogDeletedDuringDownloadLeavesQuietly();
-
-private:
-    QTemporaryDir m_home;
-    AppDir* m_app = nullptr;
-    cloudscript::Cloud* m_cloud = nullptr;
 };
 
 void TestCloudBrowse::initTestCase()
 {
-    cloudscript::useHome(m_home);
+    useHome();
 }
 
 void TestCloudBrowse::init()
 {
-    m_app = new AppDir;
-    cloudscript::resetHost(true);
-    m_cloud = new cloudscript::Cloud(m_app->path(), QStringLiteral("1024"));
+    startCloud(true);
 }
 
 void TestCloudBrowse::cleanup()
 {
-    delete m_cloud;
-    m_cloud = nullptr;
-    delete m_app;
-    m_app = nullptr;
-    cloudscript::releaseHost();
+    stopCloud();
 }
 
 // ---- login gate --------------------------------------------------------------------------

@@ -126,6 +126,16 @@ private slots:
         QVERIFY(ctl(dir.path(), {"tree", "user", "none"}).code != 0);
         QVERIFY(ctl(dir.path(), {"import", dir.path() + "/missing", "user", "none"}).code != 0);
     }
+
+    // The usage text's Chinese example reaches the terminal as UTF-8, as
+    // every other line of the tool does.
+    void helpPrintsItsChineseExampleAsUtf8()
+    {
+        QTemporaryDir dir;
+        const Run r = ctl(dir.path(), {"--help"});
+        QCOMPARE(r.code, 2);
+        QVERIFY2(r.err.contains(QStringLiteral("(\"设计/图纸\")")), qPrintable(r.err.right(120)));
+    }
 };
 
 QTEST_GUILESS_MAIN(tst_clouddisk_ctl)

@@ -2,6 +2,7 @@
 // with its data under the application directory: login, browsing both
 // clouds, opening and saving projects, the service's refusals, and cloud
 // names that are no file names.
+#include "cloudfixture.h"
 #include "clouddisksupport.h"
 #include "cloudscript.h"
 #include "dialogsupport.h"
@@ -54,7 +55,7 @@ QMap<QString, QByteArray> localFiles(const QString& root)
 
 } // namespace
 
-class TestCloudDiskDialog : public QObject
+class TestCloudDiskDialog : public QObject, cloudfixture::CloudDialogFixture
 {
     Q_OBJECT
 
@@ -78,20 +79,17 @@ private:
     void signIn(const QString& name, const QString& password);
     QString stagingRoot() const;
 
-    QTemporaryDir m_home;
-    AppDir* m_app = nullptr;
     cloudsupport::Cloud* m_cloud = nullptr;
 };
 
 void TestCloudDiskDialog::initTestCase()
 {
-    cloudscript::useHome(m_home);
+    useHome();
 }
 
 void TestCloudDiskDialog::init()
 {
-    m_app = new AppDir;
-    cloudscript::resetHost(true);
+    startHost(true);
     mqcoreTesting::reset(); // signed out: the tests sign in against the service
     // The embedded service of the host channel keeps its data here.
     m_cloud = new cloudsupport::Cloud(m_app->path() + QStringLiteral("/clouddisk"));
@@ -102,9 +100,7 @@ void TestCloudDiskDialog::cleanup()
     ServicesUtil::CloudLogout();
     delete m_cloud;
     m_cloud = nullptr;
-    delete m_app;
-    m_app = nullptr;
-    cloudscript::releaseHost();
+    stopHost();
 }
 
 void TestCloudDiskDialog::signIn(const QString& name, const QString& password)

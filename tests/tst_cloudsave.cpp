@@ -2,6 +2,7 @@
 // of the accept handler, the staging path, the upload with its progress
 // window, busy marks and messages, recovery of a project the cloud did not
 // take, hostile names, and the sync snapshot.
+#include "cloudfixture.h"
 #include "cloudscript.h"
 #include "dialogsupport.h"
 #include "testsupport.h"
@@ -63,7 +64,7 @@ QMap<QString, QByteArray> snapshot(const QString& root)
 
 } // namespace
 
-class TestCloudSave : public QObject
+class TestCloudSave : public QObject, cloudfixture::ScriptedCloudFixture
 {
     Q_OBJECT
 
@@ -103,32 +104,21 @@ private slots:
 
     // end to end
     void saveNewProjectThenUpload();
-
-private:
-    QTemporaryDir m_home;
-    AppDir* m_app = nullptr;
-    cloudscript::Cloud* m_cloud = nullptr;
 };
 
 void TestCloudSave::initTestCase()
 {
-    cloudscript::useHome(m_home);
+    useHome();
 }
 
 void TestCloudSave::init()
 {
-    m_app = new AppDir;
-    cloudscript::resetHost(false);
-    m_cloud = new cloudscript::Cloud(m_app->path(), QStringLiteral("1024"));
+    startCloud(false);
 }
 
 void TestCloudSave::cleanup()
 {
-    delete m_cloud;
-    m_cloud = nullptr;
-    delete m_app;
-    m_app = nullptr;
-    cloudscript::releaseHost();
+    stopCloud();
 }
 
 // ---- the save branch ------------------------------------------------------------------------

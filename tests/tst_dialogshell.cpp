@@ -1,11 +1,12 @@
 // The dialog's shell and entry points: layout, the place restored at start,
 // keyboard, and what the entry points hand back.
 #include "dialogsupport.h"
+#include "dialogfixture.h"
 #include "testsupport.h"
 
 #include "dialogs/OpenProject.h"
 #include "dialogs/SaveProject.h"
-#include "knownfolders.h"
+#include "knownfolderpaths.h"
 #include "mqcoreTesting.h"
 #include "zBaseButton.h"
 #include "zBaseControlTesting.h"
@@ -28,7 +29,7 @@
 using namespace dialogsupport;
 using namespace testsupport;
 
-class TestDialogShell : public QObject
+class TestDialogShell : public QObject, dialogfixture::DialogFixture
 {
     Q_OBJECT
 
@@ -57,17 +58,13 @@ private slots:
     void pressOnEmptyTableDisablesOkInOpenDialog();
 
 private:
-    QTemporaryDir m_home;
-    AppDir* m_app = nullptr;
     QString m_projects;
 };
 
 void TestDialogShell::initTestCase()
 {
-    qputenv("HOME", QFile::encodeName(m_home.path()));
+    useHome({QStringLiteral("Documents"), QStringLiteral("Desktop")});
     qunsetenv("XDG_CONFIG_HOME");
-    QVERIFY(QDir(m_home.path()).mkpath(QStringLiteral("Documents")));
-    QVERIFY(QDir(m_home.path()).mkpath(QStringLiteral("Desktop")));
     m_projects = m_home.path() + QStringLiteral("/工程");
     QVERIFY(QDir().mkpath(m_projects + QStringLiteral("/子目录")));
     for (const char* n : {"预算一.GCFX", "概算.GCFG", "说明.txt"}) {
@@ -79,21 +76,15 @@ void TestDialogShell::initTestCase()
 
 void TestDialogShell::init()
 {
-    m_app = new AppDir;
-    zBaseControlTesting::setScaleFactor(1.0);
     zControlTesting::reset();
-    zControlTesting::setMessageBoxScripted(true);
+    startHost();
     mqcoreTesting::reset();
-    zFileDialog::iClickedBtn = 2;
     zFileDialog::SetCurrentPath(QString());
 }
 
 void TestDialogShell::cleanup()
 {
-    delete m_app;
-    m_app = nullptr;
-    zBaseControlTesting::reset();
-    zControlTesting::reset();
+    stopHost();
 }
 
 void TestDialogShell::openFileDlgReturnsEmptyForAnyObject()

@@ -2,6 +2,7 @@
 // place on disk: paste, new folder, rename, delete and the save dialog's
 // accept write nothing from there, neither in the process's working folder
 // nor at the root of the file system.
+#include "casefixture.h"
 #include "filemenusupport.h"
 #include "testsupport.h"
 
@@ -41,7 +42,7 @@ const QString kNewFolderAtRoot = QStringLiteral("/新建文件夹");
 
 } // namespace
 
-class TestEmptyFolder : public QObject
+class TestEmptyFolder : public QObject, filemenusupport::CaseFixture
 {
     Q_OBJECT
 
@@ -58,20 +59,18 @@ private slots:
     void saveAcceptIgnoresATypedName();
 
 private:
-    QTemporaryDir m_home;
     QTemporaryDir* m_work = nullptr; // the process's working folder meanwhile
     QString m_oldWork;
-    Case m_case;
 };
 
 void TestEmptyFolder::initTestCase()
 {
-    qputenv("HOME", QFile::encodeName(m_home.path()));
+    useHome();
 }
 
 void TestEmptyFolder::init()
 {
-    m_case.start(m_home.path());
+    startCase();
     writeFile(m_case.root + QStringLiteral("/a.txt"), "a");
     m_oldWork = QDir::currentPath();
     m_work = new QTemporaryDir;
@@ -85,7 +84,7 @@ void TestEmptyFolder::cleanup()
     QDir::setCurrent(m_oldWork);
     delete m_work;
     m_work = nullptr;
-    m_case.stop();
+    stopCase();
 }
 
 void TestEmptyFolder::menuOffersNothingThatWrites()

@@ -1,6 +1,7 @@
 // The table's file menu: its entries, the rules that show, hide, enable and
 // relabel them, and the clipboard and file-manager entries, driven through
 // right clicks on the real table.
+#include "casefixture.h"
 #include "filemenusupport.h"
 #include "testsupport.h"
 
@@ -32,7 +33,7 @@ const QString kUnpin = QStringLiteral("从“常用”移除");
 
 } // namespace
 
-class TestFileMenu : public QObject
+class TestFileMenu : public QObject, filemenusupport::CaseFixture
 {
     Q_OBJECT
 
@@ -61,19 +62,17 @@ private slots:
     void refreshListsAgain();
 
 private:
-    QTemporaryDir m_home;
-    Case m_case;
     QStringList m_revealed;
 };
 
 void TestFileMenu::initTestCase()
 {
-    qputenv("HOME", QFile::encodeName(m_home.path()));
+    useHome();
 }
 
 void TestFileMenu::init()
 {
-    m_case.start(m_home.path());
+    startCase();
     writeFile(m_case.root + QStringLiteral("/a.txt"), "a");
     writeFile(m_case.root + QStringLiteral("/b.GCFX"), "b");
     QVERIFY(QDir().mkpath(m_case.root + QStringLiteral("/folder")));
@@ -86,8 +85,7 @@ void TestFileMenu::init()
 void TestFileMenu::cleanup()
 {
     pfd::setShowInFileManagerHandler({});
-    m_case.stop();
-    zControlTesting::reset();
+    stopCase();
 }
 
 void TestFileMenu::menuIsBuiltOnceWithItsEntriesInOrder()

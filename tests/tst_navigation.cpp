@@ -2,6 +2,7 @@
 // its cap, the places, the address bar's and completer's reactions, refresh
 // and the list/detail switch.
 #include "dialogsupport.h"
+#include "dialogfixture.h"
 #include "testsupport.h"
 
 #include "AddressBar.h"
@@ -9,7 +10,7 @@
 #include "dialogs/OpenProject.h"
 #include "SharedInterface.h"
 #include "fileInfoJsonUtil.h"
-#include "knownfolders.h"
+#include "knownfolderpaths.h"
 #include "zBaseButton.h"
 #include "zBaseControlTesting.h"
 #include "zControlTesting.h"
@@ -52,7 +53,7 @@ QList<AddressItem*> segmentsOf(QWidget* dialog)
 
 } // namespace
 
-class TestNavigation : public QObject
+class TestNavigation : public QObject, dialogfixture::DialogFixture
 {
     Q_OBJECT
 
@@ -87,17 +88,13 @@ private slots:
     void currentPathFallsBackToLastPathThenDocuments();
 
 private:
-    QTemporaryDir m_home;
-    AppDir* m_app = nullptr;
     QStringList m_folders;
 };
 
 void TestNavigation::initTestCase()
 {
-    qputenv("HOME", QFile::encodeName(m_home.path()));
+    useHome({QStringLiteral("Documents"), QStringLiteral("Desktop")});
     qunsetenv("XDG_CONFIG_HOME");
-    QVERIFY(QDir(m_home.path()).mkpath(QStringLiteral("Documents")));
-    QVERIFY(QDir(m_home.path()).mkpath(QStringLiteral("Desktop")));
     for (int i = 0; i < 13; ++i) {
         const QString f = m_home.path() + QStringLiteral("/层 %1 & #").arg(i);
         QVERIFY(QDir().mkpath(f));
@@ -107,10 +104,7 @@ void TestNavigation::initTestCase()
 
 void TestNavigation::init()
 {
-    m_app = new AppDir;
-    zBaseControlTesting::setScaleFactor(1.0);
-    zControlTesting::setMessageBoxScripted(true);
-    zFileDialog::iClickedBtn = 2;
+    startHost();
     zFileDialog::i_Column = 0;
     zFileDialog::i_sort = 0;
     zFileDialog::SetCurrentPath(QString());
@@ -118,10 +112,7 @@ void TestNavigation::init()
 
 void TestNavigation::cleanup()
 {
-    delete m_app;
-    m_app = nullptr;
-    zBaseControlTesting::reset();
-    zControlTesting::reset();
+    stopHost();
 }
 
 void TestNavigation::elevenPushesKeepFirstTenAndBackReturnsToTenth()

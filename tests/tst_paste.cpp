@@ -1,6 +1,7 @@
 // Paste, delete and new folder through the table's file menu: the paste
 // questions in their order, copy names, the refused subfolder paste, what
 // delete removes, and the numbered new folders.
+#include "casefixture.h"
 #include "filemenusupport.h"
 #include "testsupport.h"
 
@@ -43,7 +44,7 @@ QList<zControlTesting::MessageBoxCall> boxes()
 
 } // namespace
 
-class TestPaste : public QObject
+class TestPaste : public QObject, filemenusupport::CaseFixture
 {
     Q_OBJECT
 
@@ -72,27 +73,23 @@ private slots:
     void deleteOfVanishedFileSaysFailed();
     void newFolderAfterTwoIsNumberTwo();
     void newFolderFromMenu();
-
-private:
-    QTemporaryDir m_home;
-    Case m_case;
 };
 
 void TestPaste::initTestCase()
 {
-    qputenv("HOME", QFile::encodeName(m_home.path()));
+    useHome();
 }
 
 void TestPaste::init()
 {
-    m_case.start(m_home.path());
+    startCase();
     osgiTesting::reset();
     QApplication::clipboard()->clear();
 }
 
 void TestPaste::cleanup()
 {
-    m_case.stop();
+    stopCase();
     osgiTesting::reset();
 }
 

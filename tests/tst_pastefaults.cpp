@@ -2,6 +2,7 @@
 // while the replace question is open, a read-only target, a full target, a
 // file pasted onto a folder of its name; and a paste of 2,000 files. In no
 // case is a file lost or left half-written.
+#include "casefixture.h"
 #include "filemenusupport.h"
 #include "testsupport.h"
 
@@ -93,7 +94,7 @@ void whenBoxShows(std::function<void()> step)
 
 } // namespace
 
-class TestPasteFaults : public QObject
+class TestPasteFaults : public QObject, filemenusupport::CaseFixture
 {
     Q_OBJECT
 
@@ -109,27 +110,21 @@ private slots:
     void fileOntoFolderOfItsNameKeepsFolder();
     void folderWithUndeletableFileSaysWhichFile();
     void twoThousandFilesWithTwoHundredConflicts();
-
-private:
-    QTemporaryDir m_home;
-    Case m_case;
 };
 
 void TestPasteFaults::initTestCase()
 {
-    qputenv("HOME", QFile::encodeName(m_home.path()));
+    useHome();
 }
 
 void TestPasteFaults::init()
 {
-    m_case.start(m_home.path());
-    zFileDialog::iClickedBtn = 2;
+    startCase();
 }
 
 void TestPasteFaults::cleanup()
 {
-    m_case.stop();
-    zControlTesting::reset();
+    stopCase();
 }
 
 void TestPasteFaults::sourceVanishesWhileReplaceQuestionIsOpen()

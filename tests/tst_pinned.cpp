@@ -1,5 +1,6 @@
 // Pinned folders in the left column: loading, pinning and unpinning from
 // the table, the remove menu, renaming, and where a click goes.
+#include "dialogfixture.h"
 #include "testsupport.h"
 
 #include "dialogs/OpenProject.h"
@@ -71,7 +72,7 @@ void pinRow(Probe& d, const QString& name)
 
 } // namespace
 
-class TestPinned : public QObject
+class TestPinned : public QObject, dialogfixture::DialogFixture
 {
     Q_OBJECT
 
@@ -97,14 +98,12 @@ private slots:
     void noCurrentRowPinsNothing();
 
 private:
-    QTemporaryDir m_home;
-    AppDir* m_app = nullptr;
     QStringList m_folders;
 };
 
 void TestPinned::initTestCase()
 {
-    qputenv("HOME", QFile::encodeName(m_home.path()));
+    useHome();
     for (int i = 0; i < 12; ++i) {
         m_folders << m_home.path() + QStringLiteral("/常用 %1").arg(i, 2, 10, QLatin1Char('0'));
         QVERIFY(QDir().mkpath(m_folders.last()));
@@ -113,18 +112,12 @@ void TestPinned::initTestCase()
 
 void TestPinned::init()
 {
-    m_app = new AppDir;
-    zBaseControlTesting::setScaleFactor(1.0);
-    zControlTesting::setMessageBoxScripted(true);
-    zFileDialog::iClickedBtn = 2;
+    startHost();
 }
 
 void TestPinned::cleanup()
 {
-    delete m_app;
-    m_app = nullptr;
-    zBaseControlTesting::reset();
-    zControlTesting::reset();
+    stopHost();
 }
 
 void TestPinned::storedPinsBecomeButtonsInOrder()

@@ -2,6 +2,7 @@
 // click do with local paths, every refusal with its text, title and parent,
 // and the hand-over to the toolkit's own dialogs.
 #include "dialogsupport.h"
+#include "dialogfixture.h"
 #include "testsupport.h"
 
 #include "CpfMain.h"
@@ -76,7 +77,7 @@ zControlTesting::MessageBoxCall lastBox()
 
 } // namespace
 
-class TestProjectDialogs : public QObject
+class TestProjectDialogs : public QObject, dialogfixture::DialogFixture
 {
     Q_OBJECT
 
@@ -124,28 +125,22 @@ private slots:
     void folderModeRefusesEmptyBaseNames();
 
 private:
-    QTemporaryDir m_home;
-    AppDir* m_app = nullptr;
     QString m_dir;
 };
 
 void TestProjectDialogs::initTestCase()
 {
-    qputenv("HOME", QFile::encodeName(m_home.path()));
+    useHome({QStringLiteral("Documents")});
     qunsetenv("XDG_CONFIG_HOME");
-    QVERIFY(QDir(m_home.path()).mkpath(QStringLiteral("Documents")));
 }
 
 void TestProjectDialogs::init()
 {
-    m_app = new AppDir;
-    zBaseControlTesting::setScaleFactor(1.0);
     zControlTesting::reset();
-    zControlTesting::setMessageBoxScripted(true);
+    startHost();
     mqcoreTesting::reset();
     zCpfTesting::reset();
     pfd::testing::resetSystemDialogs();
-    zFileDialog::iClickedBtn = 2;
     zFileDialog::SetCurrentPath(QString());
     m_dir = m_home.path() + QStringLiteral("/工程 %1").arg(QDateTime::currentMSecsSinceEpoch());
     QVERIFY(QDir().mkpath(m_dir + QStringLiteral("/子目录")));
@@ -157,12 +152,9 @@ void TestProjectDialogs::init()
 void TestProjectDialogs::cleanup()
 {
     QProcess::execute(QStringLiteral("chattr"), {QStringLiteral("-i"), m_dir + QStringLiteral("/锁定.GCFX")});
-    delete m_app;
-    m_app = nullptr;
+    stopHost();
     mqcoreTesting::reset();
     zCpfTesting::reset();
-    zControlTesting::reset();
-    zBaseControlTesting::reset();
     pfd::testing::resetSystemDialogs();
 }
 

@@ -1,6 +1,7 @@
 // Recent projects: the recent page and its tabs, the history file lines and
 // the records made from them.
 #include "dialogsupport.h"
+#include "dialogfixture.h"
 #include "testsupport.h"
 
 #include "dialogs/OpenProject.h"
@@ -66,7 +67,7 @@ zBaseTab* checkedTab(zFileDialog& d)
 
 } // namespace
 
-class TestRecent : public QObject
+class TestRecent : public QObject, dialogfixture::DialogFixture
 {
     Q_OBJECT
 
@@ -98,15 +99,12 @@ private slots:
     void acceptedProjectIsRecordedOnce();
 
 private:
-    QTemporaryDir m_home;
-    AppDir* m_app = nullptr;
     QString m_projects;
 };
 
 void TestRecent::initTestCase()
 {
-    qputenv("HOME", QFile::encodeName(m_home.path()));
-    QVERIFY(QDir(m_home.path()).mkpath(QStringLiteral("Documents")));
+    useHome({QStringLiteral("Documents")});
     m_projects = m_home.path() + QStringLiteral("/工程");
     QVERIFY(QDir().mkpath(m_projects));
     for (const char* n : {"甲.GCFX", "乙.SGCFX", "丙.GCFZ", "丁.xlsx", "戊.CJZ"}) {
@@ -118,18 +116,12 @@ void TestRecent::initTestCase()
 
 void TestRecent::init()
 {
-    m_app = new AppDir;
-    zBaseControlTesting::setScaleFactor(1.0);
-    zControlTesting::setMessageBoxScripted(true);
-    zFileDialog::iClickedBtn = 2;
+    startHost();
 }
 
 void TestRecent::cleanup()
 {
-    delete m_app;
-    m_app = nullptr;
-    zBaseControlTesting::reset();
-    zControlTesting::reset();
+    stopHost();
 }
 
 void TestRecent::unitSeparatorWinsWithNineParts()

@@ -2,7 +2,7 @@
 
 #include "AddressItem.h"
 #include "scaled.h"
-#include "knownfolders.h"
+#include "knownfolderpaths.h"
 #include "listing.h"
 #include "shellicon.h"
 #include "zBaseTheme.h"

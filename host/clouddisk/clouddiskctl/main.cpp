@@ -48,7 +48,8 @@ const char* const kUsage =
 
 int usage()
 {
-    err() << kUsage;
+    // A bare char* would go through the stream as Latin-1.
+    err() << QString::fromUtf8(kUsage);
     return 2;
 }
 

@@ -1,4 +1,4 @@
-#include "knownfolders.h"
+#include "knownfolderpaths.h"
 
 #include <QDir>
 #include <QStandardPaths>
