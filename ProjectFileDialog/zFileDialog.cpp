@@ -4,6 +4,7 @@
 
 #include "AddressBar.h"
 #include "HostServices.h"
+#include "accessibleplaces.h"
 #include "scaled.h"
 #include "SharedInterface.h"
 #include "YunPanModel.h"
@@ -38,6 +39,9 @@ zFileDialog::zFileDialog(QWidget* parent)
 {
     // Queued connections and QVariant carry the back-stack action too.
     qRegisterMetaType<zFileDialog::TracAction>("zFileDialog::TracAction");
+    // Before any child exists: a screen reader listening from the start
+    // asks about each widget as it is made.
+    pfd::installAccessibleInterfaces();
     // Set before the children exist: set afterwards, it would re-polish every
     // widget of the window once more.
     setStyleSheet(QStringLiteral("QLineEdit{background:white;}"));
@@ -50,6 +54,7 @@ zFileDialog::zFileDialog(QWidget* parent)
     initRecentTab();
     loadOftenUseFromJson();
     buildConnections();
+    setupKeyboard();
     installEventFilter(this);
     ui->titleBar->installEventFilter(this);
     ui->titleLabel->installEventFilter(this);
@@ -222,6 +227,13 @@ void zFileDialog::keyPressEvent(QKeyEvent* event)
     switch (event->key()) {
     case Qt::Key_Return:
     case Qt::Key_Enter:
+        // A button that has the keyboard is pressed by Return, as in any
+        // dialog; everywhere else Return accepts.
+        if (auto* button = qobject_cast<QAbstractButton*>(QApplication::focusWidget());
+            button && button != ui->okButton && isAncestorOf(button)) {
+            button->click();
+            return;
+        }
         onOkButton();
         return;
     case Qt::Key_Backspace:
