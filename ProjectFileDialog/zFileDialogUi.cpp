@@ -395,10 +395,10 @@ void zFileDialogUi::setupUi(zFileDialog* dialog)
     fileTypeLabel->setObjectName(QStringLiteral("fileType_label"));
     fileTypeLabel->setText(QStringLiteral("文件类型"));
     fileTypeCombo = new zBaseCombox(rightWidget);
+    pfd::markAsNamedCombo(fileTypeCombo);
     fileTypeCombo->setObjectName(QStringLiteral("fileType_comboBox"));
     fileTypeCombo->setFixedHeight(px(30));
     fileTypeCombo->setAccessibleName(QStringLiteral("文件类型"));
-    pfd::markAsNamedCombo(fileTypeCombo);
     // Screen readers name each field after the label in front of it.
     fileNameLabel->setBuddy(fileNameEdit);
     fileTypeLabel->setBuddy(fileTypeCombo);

@@ -193,8 +193,6 @@ void remark(QObject* object, const char* property)
 {
     pfd::installAccessibleInterfaces();
     object->setProperty(property, true);
-    if (!QAccessible::isActive())
-        return;
     QAccessibleInterface* iface = QAccessible::queryAccessibleInterface(object);
     if (iface && !dynamic_cast<PlaceAccessible*>(iface) && !dynamic_cast<WidgetListAccessible*>(iface)
         && !dynamic_cast<ComboAccessible*>(iface))
