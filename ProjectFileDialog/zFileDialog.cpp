@@ -5,6 +5,7 @@
 #include "AddressBar.h"
 #include "HostServices.h"
 #include "accessibleplaces.h"
+#include "filetableview.h"
 #include "scaled.h"
 #include "SharedInterface.h"
 #include "YunPanModel.h"
@@ -190,7 +191,12 @@ void zFileDialog::setTableModel(QAbstractItemModel* model)
         return;
     ui->tableView->setModel(model);
     connect(ui->tableView->selectionModel(), &QItemSelectionModel::currentRowChanged, this,
-            [this](const QModelIndex& current) { onTableRowChanged(current); });
+            [this](const QModelIndex& current) {
+                // Tab into the table frames its first row without picking it:
+                // a name the user typed stays.
+                if (!static_cast<FileTableView*>(ui->tableView)->placingFrame())
+                    onTableRowChanged(current);
+            });
     // A new model resets the header: give the name column the room it needs.
     sizeTableColumns();
 }

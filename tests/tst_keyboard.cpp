@@ -335,12 +335,15 @@ void TestKeyboard::tableIsOneTabStop()
         writeFile(m_case.root + QLatin1Char('/') + QLatin1String(n), "x");
     Probe d;
     showInWindow(d, m_case.root);
+    d.ui->fileNameEdit->setText(QStringLiteral("已输入"));
     d.ui->figureButton->setFocus(Qt::OtherFocusReason);
     key(Qt::Key_Tab);
     QCOMPARE(focusName(), QStringLiteral("FileDialog"));
     // Reached by Tab, the first row carries the frame, unselected.
     QCOMPARE(currentName(d), QStringLiteral("a.GCFX"));
     QVERIFY(d.ui->tableView->selectionModel()->selectedRows().isEmpty());
+    // Nothing was picked: the name typed before stays.
+    QCOMPARE(d.ui->fileNameEdit->text(), QStringLiteral("已输入"));
     key(Qt::Key_Down);
     QCOMPARE(currentName(d), QStringLiteral("b.GCFX"));
     key(Qt::Key_Right); // columns are no stops either

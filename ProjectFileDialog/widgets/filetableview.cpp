@@ -85,7 +85,11 @@ void FileTableView::focusInEvent(QFocusEvent* event)
     const Qt::FocusReason reason = event->reason();
     if (!currentIndex().isValid() && model() && model()->rowCount(rootIndex()) > 0 && selectionModel()
         && (reason == Qt::TabFocusReason || reason == Qt::BacktabFocusReason || reason == Qt::ShortcutFocusReason))
+    {
+        m_placingFrame = true;
         selectionModel()->setCurrentIndex(model()->index(0, 0, rootIndex()), QItemSelectionModel::NoUpdate);
+        m_placingFrame = false;
+    }
     viewport()->update();
 }
 

@@ -27,6 +27,10 @@ class PFD_EXPORT FileTableView : public QTableView
 public:
     explicit FileTableView(QWidget* parent = nullptr);
 
+    // True while focus-in puts the frame on the first row: no row was
+    // picked, so nothing that follows the current row should act.
+    bool placingFrame() const { return m_placingFrame; }
+
 signals:
     // The current row changed while a key was being handled (arrows, Page
     // Up/Down, Home/End, typing a name's first letters).
@@ -41,4 +45,5 @@ protected:
 
 private:
     int m_keyDepth = 0; // inside keyPressEvent
+    bool m_placingFrame = false;
 };
