@@ -4,6 +4,8 @@
 
 #include "AddressBar.h"
 #include "HostServices.h"
+#include "accessibleplaces.h"
+#include "filetableview.h"
 #include "scaled.h"
 #include "SharedInterface.h"
 #include "YunPanModel.h"
@@ -38,6 +40,9 @@ zFileDialog::zFileDialog(QWidget* parent)
 {
     // Queued connections and QVariant carry the back-stack action too.
     qRegisterMetaType<zFileDialog::TracAction>("zFileDialog::TracAction");
+    // Before any child exists: a screen reader listening from the start
+    // asks about each widget as it is made.
+    pfd::installAccessibleInterfaces();
     // Set before the children exist: set afterwards, it would re-polish every
     // widget of the window once more.
     setStyleSheet(QStringLiteral("QLineEdit{background:white;}"));
@@ -53,6 +58,7 @@ zFileDialog::zFileDialog(QWidget* parent)
     initRecentTab();
     loadOftenUseFromJson();
     buildConnections();
+    setupKeyboard();
     installEventFilter(this);
     ui->titleBar->installEventFilter(this);
     ui->titleLabel->installEventFilter(this);
@@ -188,7 +194,12 @@ void zFileDialog::setTableModel(QAbstractItemModel* model)
         return;
     ui->tableView->setModel(model);
     connect(ui->tableView->selectionModel(), &QItemSelectionModel::currentRowChanged, this,
-            [this](const QModelIndex& current) { onTableRowChanged(current); });
+            [this](const QModelIndex& current) {
+                // Tab into the table frames its first row without picking it:
+                // a name the user typed stays.
+                if (!static_cast<FileTableView*>(ui->tableView)->placingFrame())
+                    onTableRowChanged(current);
+            });
     // A new model resets the header: give the name column the room it needs.
     sizeTableColumns();
 }
@@ -226,6 +237,13 @@ void zFileDialog::keyPressEvent(QKeyEvent* event)
     switch (event->key()) {
     case Qt::Key_Return:
     case Qt::Key_Enter:
+        // A button that has the keyboard is pressed by Return, as in any
+        // dialog; everywhere else Return accepts.
+        if (auto* button = qobject_cast<QAbstractButton*>(QApplication::focusWidget());
+            button && button != ui->okButton && isAncestorOf(button)) {
+            button->click();
+            return;
+        }
         onOkButton();
         return;
     case Qt::Key_Backspace:

@@ -26,6 +26,7 @@ class QAbstractItemModel;
 class QAction;
 class zBaseTab;
 class oftenUseDirButton;
+class PlacesKeys;
 
 struct zFileDialogUi;
 
@@ -327,6 +328,17 @@ private:
     void onOftenUseClicked(oftenUseDirButton* button);
     void removeOftenUseByMenu(oftenUseDirButton* button);
     QIcon fileIcon(const QString& key);
+
+    // The keyboard: Tab order, shortcuts, the column of places as one Tab
+    // stop (zFileDialog_keyboard.cpp).
+    void setupKeyboard();
+    // The places again, after pinned folders came or went.
+    void updatePlacesKeys();
+    // Whether the file menu, opened now, would show and enable that entry.
+    bool fileMenuAllows(QAction* zFileDialogUi::*entry);
+    void goToParentFolder();
+    void focusAddressBar();
+    PlacesKeys* m_placesKeys = nullptr;
 
     friend struct zFileDialogUi;
 };

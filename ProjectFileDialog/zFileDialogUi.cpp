@@ -1,6 +1,8 @@
 #include "zFileDialogUi.h"
 
 #include "AddressBar.h"
+#include "accessibleplaces.h"
+#include "filetableview.h"
 #include "scaled.h"
 #include "TranMiUtilAction.h"
 #include "YunPanModel.h"
@@ -36,6 +38,8 @@ zBaseButton* placeButton(QWidget* parent, const char* objectName, const QString&
                          const char* hover)
 {
     auto* b = new zBaseButton(parent);
+    // The column's keyboard (PlacesKeys) decides which place Tab reaches.
+    pfd::markAsPlace(b);
     b->setObjectName(QLatin1String(objectName));
     b->SetText(text);
     b->setControlType(56);
@@ -43,10 +47,11 @@ zBaseButton* placeButton(QWidget* parent, const char* objectName, const QString&
     b->setFixedSize(px(184), px(36));
     b->setIconSize(QSize(px(20), px(20)));
     b->setIcon(QLatin1String(normal), QLatin1String(hover));
-    b->setFocusPolicy(Qt::NoFocus);
     return b;
 }
 
+// Icon-only buttons are named after their tooltip. Tab reaches them; a
+// click leaves the keyboard where it was.
 zBaseButton* toolButton(QWidget* parent, const char* objectName, const QString& tip, const char* normal,
                         const char* hover)
 {
@@ -54,10 +59,11 @@ zBaseButton* toolButton(QWidget* parent, const char* objectName, const QString& 
     b->setObjectName(QLatin1String(objectName));
     b->setControlType(4);
     b->setToolTip(tip);
+    b->setAccessibleName(tip);
     b->setIcon(QLatin1String(normal), QLatin1String(hover));
     b->setFixedSize(px(28), px(28));
     b->setIconSize(QSize(px(20), px(20)));
-    b->setFocusPolicy(Qt::NoFocus);
+    b->setFocusPolicy(Qt::TabFocus);
     return b;
 }
 
@@ -169,7 +175,7 @@ void zFileDialogUi::setupUi(zFileDialog* dialog)
     oftenUseHeader->hide();
     left->addWidget(oftenUseHeader);
 
-    oftenUseList = new QListWidget(leftFrame);
+    oftenUseList = new WidgetRowList(leftFrame);
     oftenUseList->setObjectName(QStringLiteral("XuanZeXiaoJieTree"));
     oftenUseList->setProperty("class", QStringLiteral("Qt_TreeView"));
     oftenUseList->setStyleSheet(
@@ -180,7 +186,9 @@ void zFileDialogUi::setupUi(zFileDialog* dialog)
                  zBaseTheme::color(QStringLiteral("item-font-color")),
                  zBaseTheme::color(QStringLiteral("item-select-font-color"))));
     oftenUseList->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    // The pinned buttons in its rows take the focus, not the list.
     oftenUseList->setFocusPolicy(Qt::NoFocus);
+    oftenUseList->setAccessibleName(QStringLiteral("常用目录"));
     oftenUseList->setFrameShape(QFrame::NoFrame);
     left->addWidget(oftenUseList, 1);
     columns->addWidget(leftFrame);
@@ -214,7 +222,9 @@ void zFileDialogUi::setupUi(zFileDialog* dialog)
                             QStringLiteral(":/Image/Home/FangDa1zTitleModel.svg"));
     maximizeButton->setFixedSize(px(32), px(28));
     maximizeButton->setIconSize(QSize(px(16), px(16)));
-    maximizeButton->setFocusPolicy(Qt::NoFocus);
+    maximizeButton->setToolTip(QStringLiteral("最大化"));
+    maximizeButton->setAccessibleName(QStringLiteral("最大化"));
+    maximizeButton->setFocusPolicy(Qt::TabFocus);
     closeButton = dialog->GetBtnClose();
     closeButton->setParent(titleBar);
     closeButton->setObjectName(QStringLiteral("close_button"));
@@ -222,7 +232,9 @@ void zFileDialogUi::setupUi(zFileDialog* dialog)
                          QStringLiteral(":/Image/Home/GuanBiTitleModel_hover.svg"));
     closeButton->setFixedSize(px(32), px(28));
     closeButton->setIconSize(QSize(px(16), px(16)));
-    closeButton->setFocusPolicy(Qt::NoFocus);
+    closeButton->setToolTip(QStringLiteral("关闭"));
+    closeButton->setAccessibleName(QStringLiteral("关闭"));
+    closeButton->setFocusPolicy(Qt::TabFocus);
     closeButton->show();
     titleRow->addWidget(maximizeButton);
     titleRow->addWidget(closeButton);
@@ -246,11 +258,14 @@ void zFileDialogUi::setupUi(zFileDialog* dialog)
     addressBar = new AddressBar(topPart);
     addressBar->setObjectName(QStringLiteral("address_bar"));
     addressBar->setFixedHeight(px(28));
+    addressBar->setAccessibleName(QStringLiteral("位置"));
+    locationLabel->setBuddy(addressBar);
     refreshButton = toolButton(topPart, "btnRefresh", QStringLiteral("刷新"), ":/Image/filedlg/refresh.svg",
                                ":/Image/filedlg/refresh-hover.svg");
     createFileButton = toolButton(topPart, "createFile_button", QStringLiteral("新建文件夹"),
                                   ":/Image/filedlg/icon-newfile0.svg", ":/Image/filedlg/icon-newfile1.svg");
-    figureButton = toolButton(topPart, "figure_button", QString(), ":/Image/filedlg/icon-simplelist.svg", "");
+    figureButton = toolButton(topPart, "figure_button", QStringLiteral("视图"), ":/Image/filedlg/icon-simplelist.svg",
+                              "");
     figureMenu = new zBaseMenu(figureButton);
     listAction = figureMenu->addAction(QStringLiteral("列表"));
     detailAction = figureMenu->addAction(QStringLiteral("详细"));
@@ -307,8 +322,9 @@ void zFileDialogUi::setupUi(zFileDialog* dialog)
     stackedWidget->addWidget(recentPage);
     stackedWidget->addWidget(networkPage);
 
-    tableView = new QTableView(filePage);
+    tableView = new FileTableView(filePage);
     tableView->setObjectName(QStringLiteral("FileDialog"));
+    tableView->setAccessibleName(QStringLiteral("文件列表"));
     headerView = new QHeaderView(Qt::Horizontal, tableView);
     headerView->setObjectName(QStringLiteral("FileDialogHeaderView"));
     tableView->setHorizontalHeader(headerView);
@@ -330,15 +346,20 @@ void zFileDialogUi::setupUi(zFileDialog* dialog)
     tableView->setSortingEnabled(true);
     tableView->setIconSize(QSize(px(18), px(18)));
     tableView->setFrameShape(QFrame::NoFrame);
+    // The selected row stands out at 3:1 or more against the white rows;
+    // the row with the keyboard gets its frame from FileTableView, in place
+    // of the toolkit's per-cell focus rectangle.
     tableView->setStyleSheet(QStringLiteral(
         "QTableView#FileDialog{border:1px solid #E3E6EB;border-radius:4px;outline:0;font-size:%1px;"
-        "selection-background-color:#E8F0FE;selection-color:#1F2329;}"
+        "selection-background-color:%2;selection-color:%3;}"
         "QTableView#FileDialog::item{padding-left:6px;border:none;}"
         "QTableView#FileDialog::item:hover{background:#F2F5FA;}"
-        "QTableView#FileDialog::item:selected{background:#E8F0FE;color:#1F2329;}"
+        "QTableView#FileDialog::item:selected{background:%2;color:%3;}"
         "QHeaderView#FileDialogHeaderView{background:#FFFFFF;border:none;border-bottom:1px solid #E3E6EB;}"
         "QHeaderView#FileDialogHeaderView::section{background:#FFFFFF;color:#5B6472;border:none;"
-        "padding-left:10px;border-right:1px solid #EEF0F3;font-size:%1px;}").arg(px(13)));
+        "padding-left:10px;border-right:1px solid #EEF0F3;font-size:%1px;}")
+                                 .arg(px(13))
+                                 .arg(pfd::tableSelectionColour().name(), pfd::tableSelectionTextColour().name()));
     filePageLayout->addWidget(tableView);
     right->addWidget(stackedWidget, 1);
 
@@ -374,8 +395,13 @@ void zFileDialogUi::setupUi(zFileDialog* dialog)
     fileTypeLabel->setObjectName(QStringLiteral("fileType_label"));
     fileTypeLabel->setText(QStringLiteral("文件类型"));
     fileTypeCombo = new zBaseCombox(rightWidget);
+    pfd::markAsNamedCombo(fileTypeCombo);
     fileTypeCombo->setObjectName(QStringLiteral("fileType_comboBox"));
     fileTypeCombo->setFixedHeight(px(30));
+    fileTypeCombo->setAccessibleName(QStringLiteral("文件类型"));
+    // Screen readers name each field after the label in front of it.
+    fileNameLabel->setBuddy(fileNameEdit);
+    fileTypeLabel->setBuddy(fileTypeCombo);
     chooseDirButton = new zBaseButton(QStringLiteral("选择文件夹"), rightWidget);
     chooseDirButton->setObjectName(QStringLiteral("chooseDir_button"));
     chooseDirButton->setControlType(2);

@@ -5,6 +5,7 @@
 #include "SharedInterface.h"
 #include "TranMiUtilAction.h"
 #include "fileInfoJsonUtil.h"
+#include "accessibleplaces.h"
 #include "fileModelLocal.h"
 #include "lsjl.h"
 #include "oftenUseDirButton.h"
@@ -45,6 +46,7 @@ void zFileDialog::loadOftenUseFromJson()
 void zFileDialog::buildAndAddOftenUseDirBtn(const FileInfo& info)
 {
     auto* button = new oftenUseDirButton(ui->placesContainer);
+    pfd::markAsPlace(button);
     button->SetText(info.name);
     button->setToolTip(info.path);
     button->setFixedSize(px(300.0), px(38.0));
@@ -52,7 +54,7 @@ void zFileDialog::buildAndAddOftenUseDirBtn(const FileInfo& info)
     button->setControlType(56);
     button->setIcon(QStringLiteral(":/Image/filedlgicon/dir.png"), QString(), QString());
     button->setIconSize(QSize(px(16), px(16)));
-    button->setFocusPolicy(Qt::NoFocus);
+    button->setAutoDefault(false);
 
     auto* item = new QListWidgetItem;
     item->setSizeHint(QSize(0, px(44.0)));
@@ -68,6 +70,8 @@ void zFileDialog::buildAndAddOftenUseDirBtn(const FileInfo& info)
     connect(button, &QAbstractButton::clicked, this, [this, button] { onOftenUseClicked(button); });
     ui->placeGroup->addButton(button, -1);
     m_oftenUse.insert(button, info);
+    if (m_placesKeys)
+        updatePlacesKeys();
 }
 
 void zFileDialog::onOftenUseClicked(oftenUseDirButton* button)
@@ -94,6 +98,7 @@ void zFileDialog::removeOftenUseByMenu(oftenUseDirButton* button)
     if (it != m_oftenUse.constEnd())
         fileInfoJsonUtil::RemoveFileInfoFromJson(storeFile(), QStringLiteral("OftenUse"), it.value().path);
     m_oftenUse.remove(button);
+    updatePlacesKeys();
 }
 
 bool zFileDialog::isExistInDirBtns(const QString& path) const
@@ -115,6 +120,7 @@ void zFileDialog::removeDirBtnByPath(const QString& path)
             if (ui->oftenUseList->itemWidget(item) == it.key()) {
                 delete ui->oftenUseList->takeItem(row);
                 m_oftenUse.erase(it);
+                updatePlacesKeys();
                 return;
             }
         }

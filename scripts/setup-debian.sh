@@ -7,6 +7,9 @@ set -euo pipefail
 packages=(cmake g++ make qtbase5-dev qtbase5-dev-tools libqt5svg5-dev libqt5sql5-sqlite
           fonts-wqy-microhei xvfb xauth
           xclip dbus
+          # the accessibility test: the desktop's accessibility bus and
+          # registry, and a screen reader's view of it from Python
+          at-spi2-core python3-pyatspi
           # HTTP: clouddiskd's server (libmicrohttpd) and the host's
           # transport to it (libcurl)
           libmicrohttpd-dev libcurl4-openssl-dev pkg-config)

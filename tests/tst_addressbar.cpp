@@ -97,11 +97,15 @@ private slots:
     void uncheckOpenItemClosesMenu();
 
     void pressOnEmptyAreaShowsPathAsText();
-    void pressWhileTypingPutsThePathBack();
+    void pressWhileEditingMovesTheCaret();
     void returnWithFolderRedrawsAndEmits();
     void returnWithBareEKeepsPath();
     void focusOutWithFolderRedrawsWithoutSignal();
-    void neitherClickNorTabFocusesTheBar();
+    void clickOnEmptyPartFocusesTheBar();
+    void pressOnSegmentLeavesTheFocus();
+    void tabReachesTheBarInEditMode();
+    void escapeRestoresSegmentsWithoutNavigating();
+    void returnGivesTheKeyboardBack();
 
 private:
     QList<AddressItem*> segments() const;
@@ -169,13 +173,11 @@ void TestAddressBar::enterEditMode()
 {
     m_window->activateWindow();
     QVERIFY(QTest::qWaitForWindowActive(m_window.get()));
-    // A press shows the path in the field but gives no focus: the bar takes
-    // none by click. The keyboard reaches it when code focuses it.
+    // A press on the empty part shows the path in the field and gives the
+    // bar the keyboard.
     QTest::mouseClick(m_bar, Qt::LeftButton, Qt::NoModifier, QPoint(m_bar->width() - 8, 14));
-    QVERIFY(!m_bar->hasFocus());
-    QCOMPARE(m_bar->itemLayout()->count(), 0);
-    m_bar->setFocus(Qt::OtherFocusReason);
     QVERIFY(m_bar->hasFocus());
+    QCOMPARE(m_bar->itemLayout()->count(), 0);
     // Focus-in selects the whole path on the next turn of the event loop.
     QTRY_VERIFY(!m_bar->text().isEmpty() && m_bar->selectedText() == m_bar->text());
 }
@@ -686,16 +688,18 @@ void TestAddressBar::pressOnEmptyAreaShowsPathAsText()
     QCOMPARE(m_bar->currentPath(), m_a);
 }
 
-void TestAddressBar::pressWhileTypingPutsThePathBack()
+void TestAddressBar::pressWhileEditingMovesTheCaret()
 {
-    // Every left press on the bar shows the folder's path again, also one
-    // inside the field while the user types.
+    // Only the press that enters edit mode puts the folder's path in the
+    // field; once the user edits, a press moves the caret as in any field.
     m_bar->setPath(m_a);
     enterEditMode();
     typeText(m_bar, QStringLiteral("半截路径"));
     QCOMPARE(m_bar->text(), QStringLiteral("半截路径"));
-    QTest::mouseClick(m_bar, Qt::LeftButton, Qt::NoModifier, QPoint(m_bar->width() / 2, 14));
-    QCOMPARE(m_bar->text(), m_a);
+    QCOMPARE(m_bar->cursorPosition(), 4);
+    QTest::mouseClick(m_bar, Qt::LeftButton, Qt::NoModifier, QPoint(3, 14));
+    QCOMPARE(m_bar->text(), QStringLiteral("半截路径"));
+    QCOMPARE(m_bar->cursorPosition(), 0);
     QCOMPARE(m_bar->currentPath(), m_a);
     QVERIFY(m_bar->hasFocus());
     QCOMPARE(m_bar->itemLayout()->count(), 0);
@@ -757,21 +761,87 @@ void TestAddressBar::focusOutWithFolderRedrawsWithoutSignal()
     QCOMPARE(m_bar->currentPath(), m_b);
 }
 
-void TestAddressBar::neitherClickNorTabFocusesTheBar()
+void TestAddressBar::clickOnEmptyPartFocusesTheBar()
 {
     m_bar->setPath(m_a);
     m_window->activateWindow();
     QVERIFY(QTest::qWaitForWindowActive(m_window.get()));
-    QCOMPARE(m_bar->focusPolicy(), Qt::NoFocus);
     m_other->setFocus(Qt::OtherFocusReason);
-    QTest::mouseClick(m_bar, Qt::LeftButton, Qt::NoModifier, QPoint(m_bar->width() - 8, 14));
     QVERIFY(!m_bar->hasFocus());
-    QVERIFY(m_other->hasFocus());
-    // The press still shows the folder's path in the field.
+    QTest::mouseClick(m_bar, Qt::LeftButton, Qt::NoModifier, QPoint(m_bar->width() - 8, 14));
+    QVERIFY(m_bar->hasFocus());
+    QCOMPARE(QApplication::focusWidget(), static_cast<QWidget*>(m_bar));
     QCOMPARE(m_bar->itemLayout()->count(), 0);
     QCOMPARE(m_bar->text(), m_a);
-    QTest::keyClick(m_other, Qt::Key_Tab);
-    QVERIFY(!m_bar->hasFocus());
+    // What is typed now lands in the bar, not in the other field.
+    QTest::keyClick(QApplication::focusWidget(), Qt::Key_End);
+    QTest::keyClicks(QApplication::focusWidget(), QStringLiteral("/x"));
+    QCOMPARE(m_bar->text(), m_a + QStringLiteral("/x"));
+    QVERIFY(m_other->text().isEmpty());
+}
+
+void TestAddressBar::pressOnSegmentLeavesTheFocus()
+{
+    // A segment takes no focus and hands none to the bar: the bar stays a
+    // breadcrumb and the keyboard stays where it was.
+    m_bar->setPath(m_a);
+    m_window->activateWindow();
+    QVERIFY(QTest::qWaitForWindowActive(m_window.get()));
+    m_other->setFocus(Qt::OtherFocusReason);
+    AddressItem* last = segments().last();
+    QCOMPARE(last->focusPolicy(), Qt::NoFocus);
+    QTest::mousePress(last, Qt::LeftButton, Qt::NoModifier, textPoint(last));
+    QVERIFY(m_other->hasFocus());
+    QVERIFY(m_bar->itemLayout()->count() > 2);
+    QTest::mouseRelease(last, Qt::LeftButton, Qt::NoModifier, textPoint(last));
+}
+
+void TestAddressBar::tabReachesTheBarInEditMode()
+{
+    m_bar->setPath(m_a);
+    m_window->activateWindow();
+    QVERIFY(QTest::qWaitForWindowActive(m_window.get()));
+    m_other->setFocus(Qt::OtherFocusReason);
+    QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
+    QVERIFY(m_bar->hasFocus());
+    QCOMPARE(m_bar->itemLayout()->count(), 0);
+    QCOMPARE(m_bar->text(), m_a);
+    QTRY_COMPARE(m_bar->selectedText(), m_a);
+    // Tab on leaves it, and the segments come back.
+    QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
+    QVERIFY(m_other->hasFocus());
+    QVERIFY(m_bar->itemLayout()->count() > 2);
+}
+
+void TestAddressBar::escapeRestoresSegmentsWithoutNavigating()
+{
+    m_bar->setPath(m_a);
+    m_other->setFocus(Qt::OtherFocusReason);
+    enterEditMode();
+    QSignalSpy returned(m_bar, &AddressBar::returnKeyPressed);
+    QSignalSpy changed(m_bar, &AddressBar::SCurrentPathChanged);
+    typeText(m_bar, m_b);
+    QKeyEvent escape(QEvent::KeyPress, Qt::Key_Escape, Qt::NoModifier);
+    QApplication::sendEvent(QApplication::focusWidget(), &escape);
+    QVERIFY(escape.isAccepted()); // a dialog around the bar does not close
+    QCOMPARE(returned.count(), 0);
+    QCOMPARE(changed.count(), 0);
+    QCOMPARE(m_bar->currentPath(), m_a);
+    QVERIFY(m_bar->text().isEmpty());
+    QCOMPARE(segments().last()->segmentText(), QStringLiteral("工程 A"));
+    // The keyboard goes back to where it was before the bar.
+    QVERIFY(m_other->hasFocus());
+}
+
+void TestAddressBar::returnGivesTheKeyboardBack()
+{
+    m_bar->setPath(m_a);
+    m_other->setFocus(Qt::OtherFocusReason);
+    enterEditMode();
+    typeText(m_bar, m_b);
+    QTest::keyClick(QApplication::focusWidget(), Qt::Key_Return);
+    QCOMPARE(m_bar->currentPath(), m_b);
+    QVERIFY(m_other->hasFocus());
 }
 
 QTEST_MAIN(TestAddressBar)

@@ -119,6 +119,27 @@ QString parentDirPath(const QString& path)
     return native.left(sep);
 }
 
+QString upFolder(const QString& folder)
+{
+    if (folder.isEmpty() || folder == QLatin1String(":") || folder == QLatin1String(":/")
+        || folder == QLatin1String(":\\"))
+        return QString();
+    const bool windows = isWindowsStylePath(folder);
+    // Compared without trailing separators, so "C:", "C:\" and "C:/" are
+    // one root, as are "/a/" and "/a".
+    auto bare = [windows](QString p) {
+        if (windows)
+            p.replace(QLatin1Char('/'), QLatin1Char('\\'));
+        const QChar sep = windows ? QLatin1Char('\\') : QLatin1Char('/');
+        while (p.size() > 1 && p.endsWith(sep))
+            p.chop(1);
+        return p;
+    };
+    const QString here = bare(folder);
+    const QString up = parentDirPath(here);
+    return bare(up) == here ? QString() : up;
+}
+
 QChar localSeparator(const QString& path)
 {
     return isWindowsStylePath(path) ? QLatin1Char('\\') : QLatin1Char('/');

@@ -51,4 +51,9 @@ PFD_EXPORT QString baseName(const QString& path);
 // against the working folder first.
 PFD_EXPORT QString parentDirPath(const QString& path);
 
+// The folder one level up from a folder shown, for Alt+Up; empty at a
+// drive root ("C:\", "\\srv\share", "/"), in the computer view ":" and
+// for an empty path.
+PFD_EXPORT QString upFolder(const QString& folder);
+
 } // namespace pfd

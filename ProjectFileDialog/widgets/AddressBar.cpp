@@ -2,15 +2,20 @@
 
 #include "AddressItem.h"
 #include "scaled.h"
+#include "addresscompletion.h"
 #include "addresspath.h"
 
+#include <QAbstractItemView>
+#include <QApplication>
 #include <QButtonGroup>
+#include <QCompleter>
 #include <QFileInfo>
 #include <QHBoxLayout>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QMouseEvent>
 #include <QResizeEvent>
+#include <QStandardItemModel>
 #include <QTimer>
 
 using pfd::px;
@@ -25,6 +30,9 @@ const char kFolderIconSheet[] =
 // Room the bar keeps for the folder icon and the root item.
 constexpr double kReservedWidth = 34;
 
+// The full path a completion row stands for; the row shows the name.
+constexpr int kCompletionPathRole = Qt::UserRole + 1;
+
 } // namespace
 
 AddressBar::AddressBar(QWidget* parent)
@@ -33,9 +41,11 @@ AddressBar::AddressBar(QWidget* parent)
     setContextMenuPolicy(Qt::NoContextMenu);
     setCursor(Qt::ArrowCursor);
     setMouseTracking(true);
-    // Neither Tab nor a click focuses the bar: a press only puts the path
-    // into the field. The edit mode's keys reach it once code gives it focus.
-    setFocusPolicy(Qt::NoFocus);
+    // Tab reaches the bar; a press on its empty part gives it the keyboard
+    // in mousePressEvent. No click focus of the toolkit's own: a press on a
+    // segment would pass it on to the bar, which turns into a text field and
+    // takes the segment away under the pointer.
+    setFocusPolicy(Qt::TabFocus);
 
     buttons = new QButtonGroup(this);
     buttons->setExclusive(true);
@@ -46,6 +56,30 @@ AddressBar::AddressBar(QWidget* parent)
 
     connect(buttons, qOverload<QAbstractButton*>(&QButtonGroup::buttonClicked), this,
             &AddressBar::onGroupBtnClicked);
+
+    // Completion is driven here rather than by the line edit's own
+    // completer hooks: moving the highlight with the arrows shows that path
+    // in the field, while the first row, highlighted for the user, leaves
+    // the typed text alone.
+    completions = new QStandardItemModel(this);
+    completer = new QCompleter(completions, this);
+    completer->setCompletionRole(kCompletionPathRole);
+    completer->setCaseSensitivity(Qt::CaseInsensitive);
+    completer->setModelSorting(QCompleter::UnsortedModel);
+    completer->setCompletionMode(QCompleter::PopupCompletion);
+    completer->setMaxVisibleItems(12);
+    completer->setWidget(this);
+    connect(this, &QLineEdit::textEdited, this, &AddressBar::updateCompletion);
+    connect(completer, qOverload<const QString&>(&QCompleter::highlighted), this, [this](const QString& p) {
+        if (!autoHighlight)
+            setText(p);
+    });
+    connect(completer, qOverload<const QString&>(&QCompleter::activated), this,
+            [this](const QString& p) { setText(p); });
+    connect(qApp, &QApplication::focusChanged, this, [this](QWidget* old, QWidget* now) {
+        if (now == this && old && old != this && old->window() == window())
+            focusBefore = old;
+    });
 
     // Segments measure their text in the bar's font, which the host's style
     // sheet only sets when the bar is polished.
@@ -60,6 +94,9 @@ void AddressBar::setPath(QString p)
     setCursor(Qt::ArrowCursor);
     clearFocus();
     clearItems();
+    if (completionShown())
+        completer->popup()->hide();
+    completionFolder.clear();
     path = pfd::addressBarPath(p);
     clear();
 
@@ -175,10 +212,88 @@ bool AddressBar::isDirectory(const QString& p)
     return QFileInfo(p).isDir();
 }
 
+void AddressBar::updateCompletion(const QString& typed)
+{
+    completionUsed = true;
+    const pfd::TypedPathSplit split = pfd::splitTypedPath(typed);
+    if (split.folder.isEmpty()) {
+        completer->popup()->hide();
+        return;
+    }
+    if (split.folder != completionFolder) {
+        completionFolder = split.folder;
+        completions->clear();
+        for (const QString& name : pfd::completionFolderNames(split.folder)) {
+            auto* row = new QStandardItem(name);
+            row->setData(split.folder + name, kCompletionPathRole);
+            row->setEditable(false);
+            completions->appendRow(row);
+        }
+    }
+    completer->setCompletionPrefix(typed);
+    if (completer->completionCount() == 0) {
+        completer->popup()->hide();
+        return;
+    }
+    completer->complete();
+    autoHighlight = true;
+    completer->popup()->setCurrentIndex(completer->completionModel()->index(0, 0));
+    autoHighlight = false;
+}
+
+bool AddressBar::completionShown() const
+{
+    // The list is made on first use; a bar that was never typed into has none.
+    return completionUsed && completer->popup()->isVisible();
+}
+
+bool AddressBar::acceptCompletion()
+{
+    if (!completionShown())
+        return false;
+    const QModelIndex current = completer->popup()->currentIndex();
+    if (!current.isValid())
+        return false;
+    const QString chosen = current.data(kCompletionPathRole).toString();
+    completer->popup()->hide();
+    setText(chosen);
+    return true;
+}
+
+void AddressBar::restoreFocus()
+{
+    QWidget* target = focusBefore;
+    focusBefore = nullptr;
+    if (target && target != this && target->window() == window() && target->isVisible() && target->isEnabled())
+        target->setFocus(Qt::OtherFocusReason);
+}
+
+bool AddressBar::event(QEvent* event)
+{
+    // Tab takes the highlighted completion before the toolkit would move the
+    // focus on.
+    if (event->type() == QEvent::KeyPress) {
+        auto* key = static_cast<QKeyEvent*>(event);
+        if (key->key() == Qt::Key_Tab && !(key->modifiers() & (Qt::ShiftModifier | Qt::ControlModifier | Qt::AltModifier))
+            && acceptCompletion()) {
+            event->accept();
+            return true;
+        }
+    }
+    return zBaseLineEdit::event(event);
+}
+
 void AddressBar::focusInEvent(QFocusEvent* event)
 {
+    // The completion list closing hands the focus back: the user goes on
+    // typing where they were.
+    if (event->reason() == Qt::PopupFocusReason) {
+        zBaseLineEdit::focusInEvent(event);
+        return;
+    }
     setCursor(Qt::IBeamCursor);
     clearItems();
+    completionFolder.clear();
     setEditText(path);
     QTimer::singleShot(0, this, &QLineEdit::selectAll);
     zBaseLineEdit::focusInEvent(event);
@@ -187,6 +302,9 @@ void AddressBar::focusInEvent(QFocusEvent* event)
 void AddressBar::focusOutEvent(QFocusEvent* event)
 {
     zBaseLineEdit::focusOutEvent(event);
+    // A pop-up (the completion list) only borrows the keyboard.
+    if (event->reason() == Qt::PopupFocusReason)
+        return;
     // A window going away (closed or deleted with the field still in use)
     // takes the focus while it hides; building segments into it then would
     // work on widgets that are being torn down.
@@ -202,15 +320,34 @@ void AddressBar::focusOutEvent(QFocusEvent* event)
 
 void AddressBar::keyPressEvent(QKeyEvent* event)
 {
+    const bool plain = !(event->modifiers() & ~Qt::KeypadModifier);
+    if (event->key() == Qt::Key_Escape && plain) {
+        event->accept();
+        if (completionShown()) {
+            completer->popup()->hide();
+            return;
+        }
+        // Back to the segments of the folder shown, without navigating.
+        setPath(path);
+        restoreFocus();
+        return;
+    }
+    if (event->key() == Qt::Key_Right && plain && cursorPosition() == text().size() && acceptCompletion()) {
+        event->accept();
+        return;
+    }
     if (event->key() != Qt::Key_Return && event->key() != Qt::Key_Enter) {
         zBaseLineEdit::keyPressEvent(event);
         return;
     }
+    if (completionShown())
+        completer->popup()->hide();
     const QString typed = text();
     const QString folder = pfd::addressTypedPath(typed);
     if (isDirectory(folder))
         path = QFileInfo(folder).absoluteFilePath();
     setPath(path);
+    restoreFocus();
     // The dialog decides what a typed text that is no folder means.
     emit returnKeyPressed(typed);
 }
@@ -234,14 +371,16 @@ void AddressBar::mouseMoveEvent(QMouseEvent* event)
 
 void AddressBar::mousePressEvent(QMouseEvent* event)
 {
-    // Every press puts the folder shown back into the field, also while the
-    // user is typing: the host's bar has always dropped a typed text so.
-    if (event->button() == Qt::LeftButton) {
+    // The press that turns the bar into a text field puts the folder's path
+    // there and gives the bar the keyboard; once the user is editing, a
+    // press moves the caret as in any text field.
+    if (event->button() == Qt::LeftButton && !hasFocus()) {
         pressing = true;
         setCursor(Qt::IBeamCursor);
         pressing = false;
         clearItems();
         setEditText(path);
+        setFocus(Qt::MouseFocusReason);
     }
     zBaseLineEdit::mousePressEvent(event);
 }

@@ -4,6 +4,12 @@
 // click on its empty area turns it into a plain text field holding the path,
 // and Return accepts a typed folder. Navigation is reported through signals;
 // the dialog calls setPath after every change of folder.
+//
+// The bar takes the keyboard from a click on its empty part, from Tab, or
+// when the dialog focuses it (Ctrl+L); it never starts with the focus.
+// While a path is typed it offers the typed folder's sub-folders; Tab, or
+// Right at the end of the text, takes the highlighted one. Escape restores
+// the segments without navigating.
 #include "pfd_global.h"
 #include "zBaseLineEdit.h"
 
@@ -13,7 +19,9 @@
 class AddressItem;
 class QAbstractButton;
 class QButtonGroup;
+class QCompleter;
 class QHBoxLayout;
+class QStandardItemModel;
 
 class PFD_EXPORT AddressBar : public zBaseLineEdit
 {
@@ -37,6 +45,8 @@ public:
     // Closes whichever segment menu is open (the dialog calls it when the
     // user turns to the table, presses elsewhere or leaves the window).
     void uncheckOpenItem();
+    // The drop-down of sub-folders offered while a path is typed.
+    QCompleter* pathCompleter() const { return completer; }
 
 signals:
     void SCurrentPathChanged(QString path);
@@ -46,6 +56,7 @@ public slots:
     void onGroupBtnClicked(QAbstractButton* button);
 
 protected:
+    bool event(QEvent* event) override;
     void focusInEvent(QFocusEvent* event) override;
     void focusOutEvent(QFocusEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
@@ -58,6 +69,13 @@ private:
     void clearItems();
     void connectItem(AddressItem* item);
     static bool isDirectory(const QString& path);
+    // Offers the sub-folders that complete the text typed so far.
+    void updateCompletion(const QString& text);
+    // Puts the highlighted completion into the field; false when none is.
+    bool acceptCompletion();
+    bool completionShown() const;
+    // Gives the keyboard back to the control that had it before the bar.
+    void restoreFocus();
 
     bool pressing = false;
     bool selectAllToggle = false;
@@ -68,4 +86,11 @@ private:
     // setPath drops the focus; the focus-out that causes must not redraw
     // the bar a second time from the half-cleared field.
     bool rebuilding = false;
+
+    QCompleter* completer = nullptr;
+    QStandardItemModel* completions = nullptr;
+    QString completionFolder;  // the folder the completions were read from
+    bool autoHighlight = false; // the first row is being highlighted for the user
+    bool completionUsed = false;
+    QPointer<QWidget> focusBefore;
 };

@@ -83,6 +83,11 @@ AddressItem::AddressItem(QString text, QString path_, bool isRoot_, AddressBar* 
     applyPalette();
 
     shownText = pfd::addressShownText(text);
+    // Read out by its whole folder name, even when the text is cut short;
+    // the root opens the standard places. Segments take no focus: the bar's
+    // text field and the dialog's keys reach every folder.
+    setAccessibleName(isRoot ? QStringLiteral("标准位置") : shownText);
+    setFocusPolicy(Qt::NoFocus);
     if (!shownText.isEmpty()) {
         const QFontMetrics metrics(font);
         textWidth = px(8) + metrics.horizontalAdvance(shownText);
