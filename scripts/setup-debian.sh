@@ -7,6 +7,10 @@ set -euo pipefail
 packages=(cmake g++ make qtbase5-dev qtbase5-dev-tools libqt5svg5-dev libqt5sql5-sqlite
           fonts-wqy-microhei xvfb xauth
           xclip dbus
+          # the window tests: a window manager, real pointer events, xprop
+          openbox xdotool x11-utils
+          # Qt's own Chinese texts for the toolkit dialogs the demo opens
+          qttranslations5-l10n
           # HTTP: clouddiskd's server (libmicrohttpd) and the host's
           # transport to it (libcurl)
           libmicrohttpd-dev libcurl4-openssl-dev pkg-config)
