@@ -15,6 +15,7 @@
 #include "zBaseLineEdit.h"
 #include "zControlTesting.h"
 
+#include <QFileDialog>
 #include <QTableView>
 #include <QtTest>
 
@@ -79,6 +80,7 @@ private slots:
     void saveOffersBothCloudsAndAsksForLogin_data();
     void saveOffersBothCloudsAndAsksForLogin();
     void loginGivenUpReturnsToDocuments();
+    void toolkitDialogsSpeakChinese();
 
 private:
     QScopedPointer<testsupport::AppDir> m_app;
@@ -159,6 +161,24 @@ void TestDemoHost::loginGivenUpReturnsToDocuments()
     QVERIFY(seen.loginShown);
     QVERIFY(!Users::Instance()->Mqy()->IsLogin());
     QCOMPARE(zFileDialog::iClickedBtn, 2);
+}
+
+void TestDemoHost::toolkitDialogsSpeakChinese()
+{
+    QVERIFY2(demo::loadToolkitTranslations(qApp), "qttranslations5-l10n is not installed");
+    // The toolkit's own dialog, as "其它路径" opens it for a folder.
+    QFileDialog chooser(nullptr, QStringLiteral("打开"), m_home.path());
+    chooser.setOption(QFileDialog::DontUseNativeDialog);
+    chooser.setFileMode(QFileDialog::Directory);
+    chooser.show();
+    QStringList texts;
+    for (QAbstractButton* b : chooser.findChildren<QAbstractButton*>()) {
+        if (!b->text().isEmpty())
+            texts << b->text();
+    }
+    QVERIFY2(texts.contains(QStringLiteral("取消")), qPrintable(texts.join(QLatin1Char('|'))));
+    QVERIFY2(texts.contains(QStringLiteral("选择(&C)")), qPrintable(texts.join(QLatin1Char('|'))));
+    QCOMPARE(QDir(chooser.directory()).absolutePath(), QDir(m_home.path()).absolutePath());
 }
 
 QTEST_MAIN(TestDemoHost)
