@@ -199,7 +199,7 @@ void zFileDialog::sizeTableColumns()
 {
     const bool pathColumn = ui->localModel->showPathColumn();
     QVector<int> widths{pfd::px(pathColumn ? 220 : 330), pfd::px(pathColumn ? 250 : 96),
-                        pfd::px(pathColumn ? 90 : 110), pfd::px(150)};
+                        pfd::px(pathColumn ? 90 : 110), pfd::px(170)};
     if (!pathColumn && m_columnWidths.size() == widths.size())
         widths = m_columnWidths;
     for (int c = 0; c < widths.size() && c < ui->headerView->count(); ++c)
