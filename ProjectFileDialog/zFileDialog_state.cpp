@@ -103,8 +103,11 @@ QJsonObject zFileDialog::TbServerSnapshot(const QString& path)
 void zFileDialog::restoreLayout()
 {
     const pfd::DialogLayout layout = pfd::loadDialogLayout(pfd::dialogLayoutFile(SharedInterface::GetAppPath()));
+    // A size from a bigger screen is fitted to this one, also as the size
+    // a window opened maximised returns to.
+    const int shadow = 2 * shadowMargin();
     if (layout.size.isValid())
-        resize(layout.size); // fitted to the screen when shown
+        resize(layout.size.boundedTo(availableArea().size() - QSize(shadow, shadow)));
     if (layout.columnWidths.size() == 4)
         m_columnWidths = layout.columnWidths;
     // Applied with the table's first model.

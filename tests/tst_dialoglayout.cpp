@@ -70,6 +70,7 @@ private slots:
     void corruptFileGivesTheDefaultsSilently();
     void valuesOutOfReasonAreIgnored();
     void sizeFromABiggerScreenIsFitted();
+    void maximisedFromABiggerScreenReturnsToAFittingSize();
     void sortAndStoreStayOut();
 
 private:
@@ -176,6 +177,22 @@ void TestDialogLayout::sizeFromABiggerScreenIsFitted()
     d.show();
     const QRect area = d.screen()->availableGeometry();
     QVERIFY(area.contains(d.geometry()));
+    d.onCancelButton();
+}
+
+void TestDialogLayout::maximisedFromABiggerScreenReturnsToAFittingSize()
+{
+    pfd::DialogLayout big;
+    big.size = QSize(5000, 4000);
+    big.maximized = true;
+    QVERIFY(pfd::saveDialogLayout(pfd::dialogLayoutFile(m_app->path()), big));
+    Probe d;
+    d.show();
+    QVERIFY(d.isMaximized());
+    d.showNormal();
+    QTRY_VERIFY(!d.isMaximized());
+    const QSize area = d.screen()->availableGeometry().size();
+    QVERIFY(d.width() <= area.width() && d.height() <= area.height());
     d.onCancelButton();
 }
 

@@ -155,7 +155,7 @@ private:
 
     Qt::Edges edgesUnder(const QPoint& pos) const
     {
-        if (m_dialog->isMaximized() || m_dialog->isFullScreen())
+        if (!m_dialog->isVisible() || m_dialog->isMaximized() || m_dialog->isFullScreen())
             return {};
         Qt::Orientations resizable;
         if (m_dialog->minimumWidth() < m_dialog->maximumWidth())
