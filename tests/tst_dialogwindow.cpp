@@ -134,6 +134,7 @@ class TestDialogWindow : public QObject
 
 private slots:
     void initTestCase();
+    void cleanupTestCase();
     void init();
     void cleanup();
 
@@ -176,6 +177,12 @@ void TestDialogWindow::initTestCase()
         QTest::qWait(50);
     }
     QVERIFY2(out.contains("window id"), out.constData());
+}
+
+void TestDialogWindow::cleanupTestCase()
+{
+    m_wm.terminate();
+    m_wm.waitForFinished(5000);
 }
 
 void TestDialogWindow::init()
