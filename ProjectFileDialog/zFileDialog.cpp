@@ -14,6 +14,7 @@
 #include "fileModelLocal.h"
 #include "models/pathstyle.h"
 #include "models/shellicon.h"
+#include "namecolumnfit.h"
 #include "zBaseButton.h"
 #include "zBaseCombox.h"
 #include "zBaseLabel.h"
@@ -52,6 +53,7 @@ zFileDialog::zFileDialog(QWidget* parent)
     ui->addressBar->setEditText(QStringLiteral("C:"));
     ui->localModel->setIconSource([this](const QString& key) { return fileIcon(key); });
     ui->tableView->setModel(nullptr);
+    restoreLayout();
     setTableModel(ui->localModel);
     m_currentDir = ui->localModel->currentDir();
     initTabToSuffixMap();
@@ -131,15 +133,11 @@ void zFileDialog::buildConnections()
     connect(ui->recentButton, &QAbstractButton::clicked, this, &zFileDialog::slotBtnRecentClicked);
     connect(ui->refreshButton, &QAbstractButton::clicked, this, &zFileDialog::slotRefresh);
     connect(ui->maximizeButton, &QAbstractButton::clicked, this, [this] {
-        if (!isMaximized()) {
+        if (!isMaximized())
             showMaximized();
-            ui->maximizeButton->setIcon(QStringLiteral(":/Image/Home/FangDa2zTitleModel.svg"),
-                                        QStringLiteral(":/Image/Home/FangDa2zTitleModelHover.svg"));
-        } else {
+        else
             showNormal();
-            ui->maximizeButton->setIcon(QStringLiteral(":/Image/Home/FangDa1zTitleModelHover.svg"),
-                                        QStringLiteral(":/Image/Home/FangDa1zTitleModel.svg"));
-        }
+        showMaximizedState(isMaximized());
     });
     connect(ui->closeButton, &QAbstractButton::clicked, this, &QWidget::close);
 }
@@ -192,6 +190,9 @@ void zFileDialog::setTableModel(QAbstractItemModel* model)
 {
     if (ui->tableView->model() == model)
         return;
+    // A new model resets the header: give the name column the room it
+    // needs, the others the widths the user gave them.
+    m_sizingColumns = true;
     ui->tableView->setModel(model);
     connect(ui->tableView->selectionModel(), &QItemSelectionModel::currentRowChanged, this,
             [this](const QModelIndex& current) {
@@ -202,15 +203,24 @@ void zFileDialog::setTableModel(QAbstractItemModel* model)
             });
     // A new model resets the header: give the name column the room it needs.
     sizeTableColumns();
+    m_sizingColumns = false;
+    captureColumnWidths();
+    // ... and shows every column: the list view stays a list.
+    if (ui->listAction->isChecked())
+        onFigureTriggered(ui->listAction);
 }
 
 void zFileDialog::sizeTableColumns()
 {
     // The cloud table has no path column, whatever the local model shows.
     const bool pathColumn = ui->tableView->model() == ui->localModel && ui->localModel->showPathColumn();
-    ui->headerView->resizeSection(0, pfd::px(pathColumn ? 220 : 330));
-    ui->headerView->resizeSection(1, pfd::px(pathColumn ? 250 : 96));
-    ui->headerView->resizeSection(2, pfd::px(pathColumn ? 90 : 110));
+    QVector<int> widths{pfd::px(pathColumn ? 220 : 330), pfd::px(pathColumn ? 250 : 96),
+                        pfd::px(pathColumn ? 90 : 110), pfd::px(170)};
+    if (!pathColumn && m_columnWidths.size() == widths.size())
+        widths = m_columnWidths;
+    for (int c = 0; c < widths.size() && c < ui->headerView->count(); ++c)
+        ui->headerView->resizeSection(c, widths.at(c));
+    ui->nameColumnFit->fit();
 }
 
 void zFileDialog::onTableRowChanged(const QModelIndex&)
@@ -346,6 +356,12 @@ void zFileDialog::closeEvent(QCloseEvent* event)
 {
     qDebug().noquote() << QStringLiteral("----=================filedialogClose") + getCurrentPath();
     zBaseModal::closeEvent(event);
+}
+
+void zFileDialog::hideEvent(QHideEvent* event)
+{
+    keepLayout();
+    zBaseModal::hideEvent(event);
 }
 
 void zFileDialog::initBtnStateLastClose()

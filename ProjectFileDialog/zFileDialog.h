@@ -20,6 +20,7 @@
 #include <QPoint>
 #include <QString>
 #include <QStringList>
+#include <QVector>
 
 class QAbstractButton;
 class QAbstractItemModel;
@@ -222,6 +223,7 @@ protected:
     void mousePressEvent(QMouseEvent* event) override;
     void mouseReleaseEvent(QMouseEvent* event) override;
     void closeEvent(QCloseEvent* event) override;
+    void hideEvent(QHideEvent* event) override;
     bool event(QEvent* event) override;
 
     // Type filters of the caller's groups (element 0 the title, then bare
@@ -309,6 +311,16 @@ private:
     // Makes the row of that name current; invalid when there is none.
     QModelIndex selectRowNamed(const QString& name);
     bool m_fileOpBusy = false; // a paste or delete question is open
+
+private:
+    // The window's size, maximised state, view and column widths from the
+    // last run, and back into the dialog's settings file when it closes.
+    void restoreLayout();
+    void keepLayout();
+    void showMaximizedState(bool maximized);
+    void captureColumnWidths();
+    QVector<int> m_columnWidths; // the file table's, as remembered
+    bool m_sizingColumns = false; // a new model's columns are being laid out
 
 private:
     void buildConnections();

@@ -8,6 +8,7 @@
 #include "YunPanModel.h"
 #include "fileModelLocal.h"
 #include "nameFilterProxyModel.h"
+#include "namecolumnfit.h"
 #include "zBaseButton.h"
 #include "zBaseCombox.h"
 #include "zBaseFrame.h"
@@ -331,7 +332,7 @@ void zFileDialogUi::setupUi(zFileDialog* dialog)
     headerView->setSectionsClickable(true);
     headerView->setHighlightSections(false);
     headerView->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
-    headerView->setStretchLastSection(true);
+    nameColumnFit = new NameColumnFit(headerView);
     headerView->setMinimumSectionSize(px(60));
     headerView->setFixedHeight(px(32));
     tableView->verticalHeader()->hide();

@@ -29,6 +29,7 @@ class zBaseLineEdit;
 class zBaseMenu;
 class zBaseTab;
 class zFileDialog;
+class NameColumnFit;
 
 struct zFileDialogUi
 {
@@ -79,6 +80,7 @@ struct zFileDialogUi
     QWidget* networkPage = nullptr;           // page 2
     QTableView* tableView = nullptr;          // "FileDialog"
     QHeaderView* headerView = nullptr;        // "FileDialogHeaderView"
+    NameColumnFit* nameColumnFit = nullptr;   // the name column takes the table's spare width
     QLabel* longLine = nullptr;               // "longline_label"
     zBaseLabel* fileNameLabel = nullptr;      // "fileName_label": "   文件名"
     zBaseLineEdit* fileNameEdit = nullptr;    // "fileName_lineEdit"

@@ -5,7 +5,13 @@
 #include "HostServices.h"
 #include "SharedInterface.h"
 #include "knownfolderpaths.h"
+#include "dialoglayout.h"
+#include "fileModelLocal.h"
+#include "zBaseButton.h"
+#include "zFileDialogUi.h"
 
+#include <QAction>
+#include <QHeaderView>
 #include <QJsonObject>
 
 int zFileDialog::iClickedBtn = 2;
@@ -90,4 +96,66 @@ QJsonObject zFileDialog::TbServerSnapshot(const QString& path)
                        {"qyid", s_qyid},
                        {"currentPath", getCurrentPath()},
                        {"mapYunPanData", pending}};
+}
+
+// ---- the window as the user left it, across runs ----------------------------------
+
+void zFileDialog::restoreLayout()
+{
+    const pfd::DialogLayout layout = pfd::loadDialogLayout(pfd::dialogLayoutFile(SharedInterface::GetAppPath()));
+    // A size from a bigger screen is fitted to this one, also as the size
+    // a window opened maximised returns to.
+    const int shadow = 2 * shadowMargin();
+    if (layout.size.isValid())
+        resize(layout.size.boundedTo(availableArea().size() - QSize(shadow, shadow)));
+    if (layout.columnWidths.size() == 4)
+        m_columnWidths = layout.columnWidths;
+    // Applied with the table's first model.
+    ui->listAction->setChecked(layout.listView);
+    ui->detailAction->setChecked(!layout.listView);
+    if (layout.maximized) {
+        setWindowState(windowState() | Qt::WindowMaximized);
+        showMaximizedState(true);
+    }
+    // The widths as the user leaves them: the plain table's, with every
+    // column shown; the recent list's path column and the list view's
+    // hidden columns say nothing about them.
+    connect(ui->headerView, &QHeaderView::sectionResized, this, [this] {
+        if (!m_sizingColumns)
+            captureColumnWidths();
+    });
+}
+
+void zFileDialog::captureColumnWidths()
+{
+    if (ui->localModel->showPathColumn() || ui->headerView->count() < 4)
+        return;
+    QVector<int> widths;
+    for (int c = 0; c < 4; ++c) {
+        // A section being hidden reads 0 before it counts as hidden.
+        if (ui->headerView->isSectionHidden(c) || ui->headerView->sectionSize(c) <= 0)
+            return;
+        widths << ui->headerView->sectionSize(c);
+    }
+    m_columnWidths = widths;
+}
+
+void zFileDialog::keepLayout()
+{
+    pfd::DialogLayout layout;
+    layout.size = normalBodySize();
+    layout.maximized = isMaximized();
+    layout.listView = ui->listAction->isChecked();
+    layout.columnWidths = m_columnWidths;
+    pfd::saveDialogLayout(pfd::dialogLayoutFile(SharedInterface::GetAppPath()), layout);
+}
+
+void zFileDialog::showMaximizedState(bool maximized)
+{
+    if (maximized)
+        ui->maximizeButton->setIcon(QStringLiteral(":/Image/Home/FangDa2zTitleModel.svg"),
+                                    QStringLiteral(":/Image/Home/FangDa2zTitleModelHover.svg"));
+    else
+        ui->maximizeButton->setIcon(QStringLiteral(":/Image/Home/FangDa1zTitleModelHover.svg"),
+                                    QStringLiteral(":/Image/Home/FangDa1zTitleModel.svg"));
 }

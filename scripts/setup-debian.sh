@@ -10,6 +10,10 @@ packages=(cmake g++ make qtbase5-dev qtbase5-dev-tools libqt5svg5-dev libqt5sql5
           # the accessibility test: the desktop's accessibility bus and
           # registry, and a screen reader's view of it from Python
           at-spi2-core python3-pyatspi
+          # the window tests: a window manager, real pointer events, xprop
+          openbox xdotool x11-utils
+          # Qt's own Chinese texts for the toolkit dialogs the demo opens
+          qttranslations5-l10n
           # HTTP: clouddiskd's server (libmicrohttpd) and the host's
           # transport to it (libcurl)
           libmicrohttpd-dev libcurl4-openssl-dev pkg-config)

@@ -3,6 +3,7 @@
 // dialog copies is read back by another program (xclip).
 #include "daemonsupport.h"
 #include "casefixture.h"
+#include "xserversupport.h"
 #include "filemenusupport.h"
 #include "testsupport.h"
 
@@ -15,7 +16,6 @@
 #include <QSignalSpy>
 #include <QUrl>
 
-#include <cstdio>
 #include <cstdlib>
 
 using namespace filemenusupport;
@@ -127,22 +127,7 @@ void TestClipboardX11::copiedNameAndPathAreReadAsText()
 
 int main(int argc, char** argv)
 {
-    // An X server of our own: nothing of the user's desktop is touched.
-    daemonsupport::Daemon xvfb(QStringLiteral("Xvfb"),
-                               {"-displayfd", "%FD%", "-screen", "0", "1280x1024x24", "-nolisten", "tcp"});
-    if (xvfb.line().isEmpty()) {
-        std::fprintf(stderr, "Xvfb did not start (scripts/setup-debian.sh installs it)\n");
-        return 1;
-    }
-    qputenv("DISPLAY", ":" + xvfb.line());
-    qputenv("QT_QPA_PLATFORM", "xcb");
-    int rc = 0;
-    {
-        QApplication app(argc, argv);
-        TestClipboardX11 test;
-        rc = QTest::qExec(&test, argc, argv);
-    }
-    return rc;
+    return xserversupport::execOnOwnXServer<TestClipboardX11>(argc, argv, QStringLiteral("1280x1024x24"));
 }
 
 #include "tst_clipboardx11.moc"

@@ -8,7 +8,7 @@
 #include "AddressBar.h"
 #include "fileInfoJsonUtil.h"
 #include "filetableview.h"
-#include "knownfolders.h"
+#include "knownfolderpaths.h"
 #include "pathstyle.h"
 #include "zBaseButton.h"
 #include "zBaseLabel.h"

@@ -1,7 +1,10 @@
 #include "SaveProject.h"
 
 #include "CpfMain.h"
+#include "SharedInterface.h"
 #include "fileModelLocal.h"
+#include "overwrite.h"
+#include "pfdlog.h"
 #include "pathstyle.h"
 #include "systemdialogs.h"
 #include "zBaseButton.h"
@@ -11,6 +14,7 @@
 #include "zFileDialogUi.h"
 #include "zMessageBox.h"
 
+#include <QDateTime>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -185,10 +189,16 @@ void SaveProject::onOkButton()
         if (m_confirmOverwrite && QFileInfo::exists(chosen)) {
             if (showQuestion(QStringLiteral("文件已经存在，是否需要覆盖？"), this) == 1)
                 return;
-            if (!QFile::remove(chosen)) {
+            // The old project is set aside, not deleted: the host has not
+            // written the new one yet, and its save may still fail.
+            QString kept;
+            const pfd::SetAside outcome =
+                pfd::setAsideReplacedFile(chosen, SharedInterface::GetAppPath(), QDateTime::currentDateTime(), &kept);
+            if (outcome == pfd::SetAside::Failed) {
                 showInformation(QStringLiteral("文件操作失败"), this);
                 return;
             }
+            pfd::logInfo(QStringLiteral("文件对话框------覆盖前原工程已移至：%1").arg(kept));
         }
         finish(QDir::toNativeSeparators(chosen));
         return;

@@ -1,6 +1,7 @@
 // The demo host: sets up the host libraries the way the suite would, makes a
 // sample workspace, and calls the dialog's entry points like the suite does,
 // printing what they return.
+#include "democalls.h"
 #include "democloud.h"
 #include "democonfig.h"
 #include "logindialog.h"
@@ -32,20 +33,6 @@ bool hasDisplay()
     return platform != QLatin1String("offscreen") && platform != QLatin1String("minimal");
 }
 
-QString runOpen(QWidget* parent, const QString& workspace, OpenFileType type = OpenProjectFile)
-{
-    QVector<QStringList> groups = demo::openGroups();
-    return zFileDialog::getOpenFileName(parent, workspace, groups.data(), groups.size(), QString(), false,
-                                        QString(), false, type);
-}
-
-QString runSave(QWidget* parent, const QString& workspace)
-{
-    QVector<QStringList> groups = demo::saveGroups();
-    return zFileDialog::getSaveFileName(parent, workspace, QStringLiteral("新建预算工程"), groups.data(),
-                                        groups.size());
-}
-
 // A small stand-in for the suite's main window: one button per entry point
 // and a log of what came back.
 QWidget* makeHostWindow(const QString& workspace)
@@ -68,12 +55,12 @@ QWidget* makeHostWindow(const QString& workspace)
         layout->addWidget(b);
     };
     layout->addWidget(intro);
-    addButton(QStringLiteral("打开工程…"), [window, workspace] { return runOpen(window, workspace); },
+    addButton(QStringLiteral("打开工程…"), [window, workspace] { return demo::runOpen(window, workspace); },
               QStringLiteral("getOpenFileName"));
     addButton(QStringLiteral("选择文件夹…"),
-              [window, workspace] { return runOpen(window, workspace, ChooseFolder); },
+              [window, workspace] { return demo::runOpen(window, workspace, ChooseFolder); },
               QStringLiteral("getOpenFileName(文件夹)"));
-    addButton(QStringLiteral("保存工程…"), [window, workspace] { return runSave(window, workspace); },
+    addButton(QStringLiteral("保存工程…"), [window, workspace] { return demo::runSave(window, workspace); },
               QStringLiteral("getSaveFileName"));
     layout->addWidget(log, 1);
     window->resize(560, 360);
@@ -86,6 +73,9 @@ int main(int argc, char** argv)
 {
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("pfd-demohost"));
+    // The suite speaks Chinese; so do the toolkit's own dialogs it opens.
+    if (!demo::loadToolkitTranslations(&app))
+        QTextStream(stderr) << "Qt's Chinese translations (qttranslations5-l10n) are not installed\n";
 
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral("Demo host of the project-file dialog"));
@@ -151,11 +141,11 @@ int main(int argc, char** argv)
         return 0;
     }
     if (parser.isSet(openOpt)) {
-        out << "getOpenFileName returned: \"" << runOpen(nullptr, workspace) << "\"\n";
+        out << "getOpenFileName returned: \"" << demo::runOpen(nullptr, workspace) << "\"\n";
         return 0;
     }
     if (parser.isSet(saveOpt)) {
-        out << "getSaveFileName returned: \"" << runSave(nullptr, workspace) << "\"\n";
+        out << "getSaveFileName returned: \"" << demo::runSave(nullptr, workspace) << "\"\n";
         return 0;
     }
     QWidget* window = makeHostWindow(workspace);

@@ -4,6 +4,7 @@
 
 #include "AddressBar.h"
 #include "AddressItem.h"
+#include "InterfaceAdaptation.h"
 #include "logindialog.h"
 #include "SharedInterfaceTesting.h"
 #include "mqcoreTesting.h"
@@ -49,6 +50,10 @@ void whileDialogRuns(const std::function<void()>& entryPoint, const std::functio
             return;
         poll->stop();
         poll->deleteLater();
+        // The offscreen screen is small; show the dialog at its design size,
+        // as a desktop screen would.
+        dialog->resize(InterfaceAdaptation::getInstance()->getResolutionRatioH(928),
+                       InterfaceAdaptation::getInstance()->getResolutionRatioH(597));
         QApplication::processEvents();
         step(dialog);
     });
@@ -360,7 +365,11 @@ QStringList takeScreenshots(const QString& dir, const QString& workspace)
     QVector<QStringList> open = openGroups();
 
     whileDialogRuns(
-        [&] { zFileDialog::getOpenFileName(nullptr, workspace + QStringLiteral("/预算"), open.data(), open.size()); },
+        [&] {
+            // Both clouds offered, as the demo's own calls do.
+            zFileDialog::getOpenFileName(nullptr, workspace + QStringLiteral("/预算"), open.data(), open.size(),
+                                         QString(), false, QString(), true);
+        },
         [&](zFileDialog* d) {
             d->updateCurrentPath(workspace + QStringLiteral("/预算"), zFileDialog::tracing);
             QApplication::processEvents();
@@ -439,7 +448,7 @@ QStringList takeScreenshots(const QString& dir, const QString& workspace)
     whileDialogRuns(
         [&] {
             zFileDialog::getSaveFileName(nullptr, workspace, QStringLiteral("滨江花园/三期土建"), saveAs.data(),
-                                         saveAs.size());
+                                         saveAs.size(), true, QString(), QString(), true);
         },
         [&](zFileDialog* d) {
             QApplication::processEvents();

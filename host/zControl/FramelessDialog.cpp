@@ -1,13 +1,22 @@
 #include "FramelessDialog.h"
+#include "WindowGeometry.h"
 #include "zBaseTheme.h"
+#include "zControl_p.h"
 
+#include <QApplication>
+#include <QCursor>
 #include <QEvent>
+#include <QMouseEvent>
 #include <QPainter>
 #include <QPainterPath>
+#include <QScreen>
+#include <QTimer>
 
 namespace {
 constexpr int kShadow = 10;
 constexpr qreal kRadius = 8.0;
+// How far into the body the edges can be grabbed, beyond the shadow.
+constexpr int kGrabInside = 4;
 
 qreal radiusFor(const FramelessDialog* dialog)
 {
@@ -63,6 +72,118 @@ private:
     FramelessDialog* m_dialog;
 };
 
+// Resizing by the edges. The edges are mostly covered by children, so the
+// pointer is watched for the whole application while the window lives;
+// only events of widgets in this window are looked at.
+class FramelessEdgeResizer : public QObject
+{
+public:
+    explicit FramelessEdgeResizer(FramelessDialog* dialog)
+        : QObject(dialog), m_dialog(dialog)
+    {
+        qApp->installEventFilter(this);
+    }
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override
+    {
+        switch (event->type()) {
+        case QEvent::MouseMove:
+        case QEvent::MouseButtonPress:
+        case QEvent::MouseButtonRelease:
+        case QEvent::Leave:
+            break;
+        default:
+            return false;
+        }
+        if (!watched->isWidgetType() || static_cast<QWidget*>(watched)->window() != m_dialog)
+            return false;
+        if (event->type() == QEvent::Leave) {
+            if (watched == m_dialog && !m_dragEdges)
+                showCursorFor({});
+            return false;
+        }
+        auto* me = static_cast<QMouseEvent*>(event);
+        switch (event->type()) {
+        case QEvent::MouseMove:
+            if (m_dragEdges) {
+                if (!(me->buttons() & Qt::LeftButton)) {
+                    m_dragEdges = {};
+                    return false;
+                }
+                m_dialog->setGeometry(zControlGeometry::resizedGeometry(
+                    m_start, m_dragEdges, me->globalPos() - m_pressGlobal, m_dialog->minimumSize(),
+                    m_dialog->maximumSize()));
+                return true;
+            }
+            if (me->buttons() == Qt::NoButton)
+                showCursorFor(edgesUnder(inDialog(watched, me)));
+            return false;
+        case QEvent::MouseButtonPress: {
+            if (me->button() != Qt::LeftButton)
+                return false;
+            const QPoint pos = inDialog(watched, me);
+            const Qt::Edges edges = edgesUnder(pos);
+            if (!edges)
+                return false;
+            m_dragEdges = edges;
+            // Where the window really is, from the press itself: a window
+            // manager that reparents may not have told the toolkit yet.
+            m_start = QRect(me->globalPos() - pos, m_dialog->size());
+            m_pressGlobal = me->globalPos();
+            showCursorFor(edges);
+            return true;
+        }
+        case QEvent::MouseButtonRelease:
+            if (!m_dragEdges || me->button() != Qt::LeftButton)
+                return false;
+            m_dragEdges = {};
+            showCursorFor(edgesUnder(inDialog(watched, me)));
+            return true;
+        default:
+            return false;
+        }
+    }
+
+private:
+    // The event's point in the dialog's coordinates, from the widgets'
+    // offsets alone.
+    QPoint inDialog(QObject* watched, const QMouseEvent* event) const
+    {
+        return static_cast<QWidget*>(watched)->mapTo(m_dialog, event->pos());
+    }
+
+    Qt::Edges edgesUnder(const QPoint& pos) const
+    {
+        if (!m_dialog->isVisible() || m_dialog->isMaximized() || m_dialog->isFullScreen())
+            return {};
+        Qt::Orientations resizable;
+        if (m_dialog->minimumWidth() < m_dialog->maximumWidth())
+            resizable |= Qt::Horizontal;
+        if (m_dialog->minimumHeight() < m_dialog->maximumHeight())
+            resizable |= Qt::Vertical;
+        const int zone = m_dialog->shadowMargin() + zControlPrivate::scaled(kGrabInside);
+        return zControlGeometry::edgesAt(m_dialog->size(), pos, zone, resizable);
+    }
+
+    void showCursorFor(Qt::Edges edges)
+    {
+        if (edges == m_cursorEdges)
+            return;
+        m_cursorEdges = edges;
+        if (edges)
+            m_dialog->setCursor(zControlGeometry::cursorFor(edges));
+        else
+            m_dialog->unsetCursor();
+    }
+
+    FramelessDialog* m_dialog;
+    Qt::Edges m_dragEdges;
+    Qt::Edges m_cursorEdges;
+    QRect m_start;
+    QPoint m_pressGlobal;
+};
+
 FramelessDialog::FramelessDialog(QWidget* parent)
     : QDialog(parent, Qt::FramelessWindowHint | Qt::Dialog)
 {
@@ -71,6 +192,7 @@ FramelessDialog::FramelessDialog(QWidget* parent)
     setContentsMargins(m_margin, m_margin, m_margin, m_margin);
     m_overlay = new FramelessFrameOverlay(this);
     m_overlay->setGeometry(rect());
+    m_resizer = new FramelessEdgeResizer(this);
 }
 
 void FramelessDialog::resize(int w, int h)
@@ -81,6 +203,52 @@ void FramelessDialog::resize(int w, int h)
 QRect FramelessDialog::bodyRect() const
 {
     return rect().marginsRemoved(QMargins(m_margin, m_margin, m_margin, m_margin));
+}
+
+QSize FramelessDialog::normalBodySize() const
+{
+    if ((isMaximized() || isFullScreen()) && normalGeometry().isValid())
+        return normalGeometry().size() - QSize(2 * kShadow, 2 * kShadow);
+    return bodyRect().size();
+}
+
+QRect FramelessDialog::availableArea() const
+{
+    QScreen* screen = nullptr;
+    if (parentWidget())
+        screen = parentWidget()->window()->screen();
+    if (!screen)
+        screen = QGuiApplication::screenAt(QCursor::pos());
+    if (!screen)
+        screen = QGuiApplication::primaryScreen();
+    return screen ? screen->availableGeometry() : QRect(QPoint(0, 0), size());
+}
+
+void FramelessDialog::showEvent(QShowEvent* event)
+{
+    QDialog::showEvent(event);
+    if (m_placed || isMaximized() || isFullScreen())
+        return;
+    m_placed = true;
+    // A size asked for on a bigger screen, or at a larger scale, is fitted
+    // to this one: every button stays on the screen.
+    const QRect area = availableArea();
+    if (minimumWidth() > area.width() || minimumHeight() > area.height())
+        setMinimumSize(minimumSize().boundedTo(area.size()));
+    QRect placed = zControlGeometry::fittedGeometry(size(), minimumSize(), area);
+    // A window its owner moved (a message over its parent) stays there, as
+    // far as the area allows.
+    if (testAttribute(Qt::WA_Moved)) {
+        placed.moveTopLeft(pos());
+        placed = zControlGeometry::keptInside(placed, area);
+    }
+    setGeometry(placed);
+    // Some window managers place a new window by their own rules; once it
+    // is mapped it is put where it belongs again.
+    QTimer::singleShot(0, this, [this, placed] {
+        if (!isMaximized() && !isFullScreen() && size() == placed.size() && pos() != placed.topLeft())
+            move(placed.topLeft());
+    });
 }
 
 void FramelessDialog::paintEvent(QPaintEvent* event)

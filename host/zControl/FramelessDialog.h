@@ -2,6 +2,8 @@
 // A window without the system frame: a white body with rounded corners, a
 // thin border and a soft shadow around it. The shadow lives in the widget's
 // contents margins, so layouts set on the dialog fill the body only.
+// Unless its size is fixed, the user resizes it by its edges and corners;
+// it opens no larger than the free area of its screen, centred there.
 #include "zcontrol_global.h"
 #include <QDialog>
 
@@ -19,15 +21,25 @@ public:
     int shadowMargin() const { return m_margin; }
     // The body's rectangle in widget coordinates.
     QRect bodyRect() const;
+    // The body's size the window has, or returns to from maximised.
+    QSize normalBodySize() const;
+
+    // The free area (without panels) of the parent's screen, or of the
+    // screen under the pointer when there is no parent.
+    QRect availableArea() const;
 
 protected:
     void paintEvent(QPaintEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
     void changeEvent(QEvent* event) override;
     bool event(QEvent* event) override;
+    void showEvent(QShowEvent* event) override;
 
 private:
     friend class FramelessFrameOverlay;
+    friend class FramelessEdgeResizer;
     QWidget* m_overlay = nullptr;
+    QObject* m_resizer = nullptr;
+    bool m_placed = false;
     int m_margin = 0;
 };

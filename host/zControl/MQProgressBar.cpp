@@ -63,6 +63,7 @@ public:
 
         setMinimumWidth(scaled(360) + 2 * shadowMargin());
         adjustSize();
+        setFixedSize(size());
         showValue(0);
     }
 

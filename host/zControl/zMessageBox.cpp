@@ -147,6 +147,8 @@ public:
         }
         root->addLayout(buttonRow);
         adjustSize();
+        // A message is read, not resized.
+        setFixedSize(size());
     }
 
     void reject() override { done(1); }

@@ -1,0 +1,20 @@
+#pragma once
+// The demo host's calls of the dialog's entry points, as the suite makes
+// them: its project-type groups, both clouds allowed.
+#include "zFileDialog.h"
+
+class QCoreApplication;
+
+namespace demo {
+
+// getOpenFileName on the workspace; a folder chooser is captioned "选择文件夹".
+QString runOpen(QWidget* parent, const QString& workspace, OpenFileType type = OpenProjectFile);
+// getSaveFileName on the workspace with a default project name.
+QString runSave(QWidget* parent, const QString& workspace);
+
+// Installs Qt's own Chinese texts (qtbase_zh_CN.qm), so the toolkit's file
+// dialogs that "其它路径" opens speak the dialog's language. False when the
+// translations are not installed.
+bool loadToolkitTranslations(QCoreApplication* app);
+
+} // namespace demo
