@@ -259,15 +259,31 @@ QList<FileInfo> parseDirRows(const QByteArray& json, const QString& parentPrefix
     return parseGeneral(json, parentPrefix, driveList);
 }
 
-} // namespace pfd
-
-QList<FileInfo> getFilesByPath(QString path)
+QString listedFolder(QString path)
 {
     // A folder is asked for without its trailing separator; the root of a
     // POSIX tree keeps its only "/".
     if (path.size() > 1 && (path.endsWith(QLatin1Char('\\')) || path.endsWith(QLatin1Char('/')))
         && pfd::isExistingDir(path))
         path.chop(1);
+    return path;
+}
+
+QString listingPrefix(const QString& folder)
+{
+    QString prefix = folder;
+    if (folder.endsWith(QLatin1String(":\\")))
+        prefix.remove(QLatin1Char('\\'));
+    else if (folder == QLatin1String("/"))
+        prefix.clear(); // "/" + name, not "//" + name
+    return prefix;
+}
+
+} // namespace pfd
+
+QList<FileInfo> getFilesByPath(QString path)
+{
+    path = pfd::listedFolder(path);
 
     QString request = path;
     if (path.size() == 2 && path.at(1) == QLatin1Char(':'))
@@ -277,11 +293,5 @@ QList<FileInfo> getFilesByPath(QString path)
     const QByteArray bytes = TranMiUtilAction::Instance()->ReadDirAll(request);
     pfd::logInfo(QStringLiteral("文件对话框------调用Go接口获取数据结束"));
 
-    QString prefix = path;
-    if (path.endsWith(QLatin1String(":\\")))
-        prefix.remove(QLatin1Char('\\'));
-    else if (path == QLatin1String("/"))
-        prefix.clear(); // "/" + name, not "//" + name
-
-    return pfd::parseDirRows(bytes, prefix, path == QLatin1String(":"));
+    return pfd::parseDirRows(bytes, pfd::listingPrefix(path), path == QLatin1String(":"));
 }
