@@ -3,8 +3,11 @@
 #include <QCollator>
 #include <QLocale>
 
+#include <QFuture>
+#include <QThread>
+#include <QtConcurrent>
+
 #include <algorithm>
-#include <thread>
 
 namespace pfd {
 
@@ -22,7 +25,7 @@ std::vector<QCollatorSortKey> chineseSortKeys(int n, const std::function<const Q
     // collator a fraction of a millisecond to start: worth it from a few
     // thousand names on.
     constexpr int kNamesPerThread = 4096;
-    const int cores = int(std::max(1u, std::thread::hardware_concurrency()));
+    const int cores = std::max(1, QThread::idealThreadCount());
     const int parts = std::max(1, std::min({cores, 8, n / kNamesPerThread}));
     std::vector<std::vector<QCollatorSortKey>> pieces(static_cast<size_t>(parts));
     const auto work = [&](int k) {
@@ -35,12 +38,14 @@ std::vector<QCollatorSortKey> chineseSortKeys(int n, const std::function<const Q
         for (int i = first; i < end; ++i)
             keys.push_back(collator.sortKey(nameAt(i)));
     };
-    std::vector<std::thread> helpers;
+    // Helpers on the global pool; one that has not started by the time this
+    // thread waits for it is run here instead.
+    QList<QFuture<void>> helpers;
     for (int k = 1; k < parts; ++k)
-        helpers.emplace_back(work, k);
+        helpers.append(QtConcurrent::run([&work, k] { work(k); }));
     work(0);
-    for (std::thread& helper : helpers)
-        helper.join();
+    for (QFuture<void>& helper : helpers)
+        helper.waitForFinished();
     if (parts == 1)
         return std::move(pieces.front());
     std::vector<QCollatorSortKey> keys;
