@@ -40,6 +40,7 @@ private slots:
     void aFolderAtTheNameIsNeverReplaced();
     void aFreeNameIsWrittenOnce();
     void largeContentArrivesWhole();
+    void aNewCopyTakesTheSourcesPermissions();
 
 private:
     std::unique_ptr<QTemporaryDir> m_dir;
@@ -124,6 +125,18 @@ void TestReplaceCopy::largeContentArrivesWhole()
     QVERIFY(write(m_dst + QStringLiteral("/e"), "old"));
     QVERIFY(fileops::copyContents(m_src + QStringLiteral("/e"), m_dst + QStringLiteral("/e"), true));
     QCOMPARE(read(m_dst + QStringLiteral("/e")), big);
+}
+
+void TestReplaceCopy::aNewCopyTakesTheSourcesPermissions()
+{
+    const QString from = m_src + QStringLiteral("/run.sh");
+    QVERIFY(write(from, "#!/bin/sh\n"));
+    const QFile::Permissions perms = QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner | QFile::ReadGroup
+                                     | QFile::ReadUser | QFile::WriteUser | QFile::ExeUser;
+    QVERIFY(QFile::setPermissions(from, perms));
+    QVERIFY(fileops::copyContents(from, m_dst + QStringLiteral("/run.sh"), false));
+    QCOMPARE(QFile::permissions(m_dst + QStringLiteral("/run.sh")), perms);
+    QCOMPARE(read(m_dst + QStringLiteral("/run.sh")), QByteArray("#!/bin/sh\n"));
 }
 
 QTEST_MAIN(TestReplaceCopy)

@@ -1,6 +1,7 @@
 #include "fileops_p.h"
 
 #include <QFile>
+#include <QFileInfo>
 
 #include <cerrno>
 #include <cstdio>
@@ -41,6 +42,42 @@ bool fileops::detail::copyData(QFile& in, QFile& out)
     }
 #endif
     return copyDataByBlocks(in, out);
+}
+
+fileops::detail::UnnamedCopy fileops::detail::writeUnnamed(QFile& in, const QString& to)
+{
+#if defined(Q_OS_LINUX) && defined(O_TMPFILE)
+    // The content goes into a file of the folder that has no name until it
+    // is complete; then it is linked under its name in one step, which fails
+    // if the name was taken meanwhile. Nothing half-written ever has a name,
+    // and a failure leaves nothing to clean up. One link instead of a
+    // temporary name and a rename is what `cp` pays for a new file.
+    const QString folder = QFileInfo(to).absolutePath();
+    const int fd = ::open(QFile::encodeName(folder).constData(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600);
+    if (fd < 0)
+        return UnnamedCopy::Unsupported; // no such files on this file system
+    QFile out;
+    bool ok = out.open(fd, QIODevice::WriteOnly | QIODevice::Unbuffered, QFileDevice::DontCloseHandle)
+              && copyData(in, out) && out.flush();
+    out.close();
+    struct stat source;
+    ok = ok && ::fstat(in.handle(), &source) == 0 && ::fchmod(fd, source.st_mode & 0777) == 0;
+    bool unsupported = false;
+    if (ok) {
+        const QByteArray self = "/proc/self/fd/" + QByteArray::number(fd);
+        ok = ::linkat(AT_FDCWD, self.constData(), AT_FDCWD, QFile::encodeName(to).constData(), AT_SYMLINK_FOLLOW) == 0;
+        // Without /proc the file cannot be named: copy the portable way.
+        unsupported = !ok && errno == ENOENT && ::access("/proc/self/fd", F_OK) != 0;
+    }
+    ::close(fd);
+    if (unsupported)
+        return UnnamedCopy::Unsupported;
+    return ok ? UnnamedCopy::Written : UnnamedCopy::Failed;
+#else
+    Q_UNUSED(in)
+    Q_UNUSED(to)
+    return UnnamedCopy::Unsupported;
+#endif
 }
 
 bool fileops::detail::renameOver(const QString& from, const QString& to)
