@@ -77,11 +77,15 @@ void zFileDialog::updateCurrentPath(const QString& target, TracAction action)
         pfd::logInfo(QStringLiteral("文件对话框------结束记录上一次路径"));
     }
     m_currentDir = path;
-    ui->addressBar->setPath(path);
+    // The deepest segment's drop-down lists this very folder: it takes its
+    // rows from the table's listing below rather than reading it again.
+    ui->addressBar->setPath(path, AddressBar::DeepestFromListing);
 
     pfd::logInfo(QStringLiteral("文件对话框------开始调用RootPath接口获取数据"));
     fileModelLocal* model = ui->localModel;
-    model->setFiles(getFilesByPath(path));
+    const QList<FileInfo> files = getFilesByPath(path);
+    ui->addressBar->takeListing(path, files);
+    model->setFiles(files);
     model->applyNameFilters();
     model->setCurrentDir(path);
     pfd::logInfo(QStringLiteral("文件对话框------结束调用RootPath接口获取数据"));

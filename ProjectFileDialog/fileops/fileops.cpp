@@ -100,6 +100,12 @@ bool copyContents(const QString& source, const QString& dest, bool replace)
     QFile in(source);
     if (!in.open(QIODevice::ReadOnly | QIODevice::Unbuffered))
         return false;
+    if (!replace) {
+        const detail::UnnamedCopy written = detail::writeUnnamed(in, dest);
+        if (written != detail::UnnamedCopy::Unsupported)
+            return written == detail::UnnamedCopy::Written;
+        in.seek(0);
+    }
     // The new content goes to a hidden temporary file beside dest; only a
     // complete copy is moved over the name, so a failure leaves dest as it
     // was and no half-written file under its name.

@@ -10,6 +10,11 @@ bool fileops::detail::copyData(QFile& in, QFile& out)
     return copyDataByBlocks(in, out);
 }
 
+fileops::detail::UnnamedCopy fileops::detail::writeUnnamed(QFile&, const QString&)
+{
+    return UnnamedCopy::Unsupported;
+}
+
 bool fileops::detail::renameOver(const QString& from, const QString& to)
 {
     const QString a = QDir::toNativeSeparators(from);

@@ -280,9 +280,8 @@ void fileModelLocal::sortVisible(int column, Qt::SortOrder order)
         // folder nor a shortcut; 2: shortcuts to files, which compare by name
         // with both.
         std::vector<char> group(static_cast<size_t>(n));
-        std::vector<QCollatorSortKey> keys;
-        keys.reserve(size_t(n));
-        const QCollator& c = collator();
+        const std::vector<QCollatorSortKey> keys =
+            pfd::chineseSortKeys(n, [&](int i) -> const QString& { return record(i).name; });
         for (int i = 0; i < n; ++i) {
             const FileInfo& f = record(i);
             if (f.isFolder())
@@ -291,7 +290,6 @@ void fileModelLocal::sortVisible(int column, Qt::SortOrder order)
                 group[size_t(i)] = 1;
             else
                 group[size_t(i)] = (f.isShortcutToNetworkPath() || f.isShortcutToFolder()) ? 0 : 2;
-            keys.push_back(c.sortKey(f.name));
         }
         pfd::quickSort(rows, [&](int a, int b) {
             const char ga = group[size_t(a)];

@@ -5,36 +5,44 @@
 #include "TranMiUtilAction.h"
 
 #include <QHash>
+
+#include <climits>
+#include <initializer_list>
 #include <QJsonArray>
 #include <QJsonDocument>
 
 namespace {
 
-// Kind texts repeat on every row; sharing one string per distinct kind keeps
-// a 100,000-row folder from holding 100,000 copies of "文件夹".
-class KindInterner
+// Texts that repeat from row to row are shared: one string per distinct
+// kind text keeps a 100,000-row folder from holding 100,000 copies of
+// "文件夹", and size texts repeat too (empty files, files of a fixed size).
+// Up to bound distinct texts are remembered, so a folder of distinct sizes
+// costs no more than without sharing. Keys seen in the answer point into it,
+// and the answer outlives the scan.
+class TextInterner
 {
 public:
-    KindInterner()
+    explicit TextInterner(int bound, std::initializer_list<const QString*> known = {})
+        : m_bound(bound)
     {
-        for (const QString* k : {&kindword::folder(), &kindword::shortcut(), &kindword::localDisk(),
-                                 &kindword::netDrive(), &kindword::removableDisk(),
-                                 &kindword::ramDisk(), &kindword::cdRom()})
-            m_known.insert(k->toUtf8(), *k);
+        for (const QString* k : known)
+            m_seen.insert(k->toUtf8(), *k);
     }
     QString get(const char* p, int n)
     {
         const QByteArray key = QByteArray::fromRawData(p, n);
-        auto it = m_known.constFind(key);
-        if (it != m_known.constEnd())
+        auto it = m_seen.constFind(key);
+        if (it != m_seen.constEnd())
             return it.value();
         const QString s = QString::fromUtf8(p, n);
-        m_known.insert(QByteArray(p, n), s);
+        if (m_seen.size() < m_bound)
+            m_seen.insert(key, s);
         return s;
     }
 
 private:
-    QHash<QByteArray, QString> m_known;
+    int m_bound;
+    QHash<QByteArray, QString> m_seen;
 };
 
 bool isDriveRootKind(const QString& type)
@@ -83,7 +91,10 @@ public:
         out.reserve(int((end - p) / 96));
         QString fields[6];
         QString extra;
-        KindInterner kinds;
+        TextInterner kinds(INT_MAX, {&kindword::folder(), &kindword::shortcut(), &kindword::localDisk(),
+                                     &kindword::netDrive(), &kindword::removableDisk(),
+                                     &kindword::ramDisk(), &kindword::cdRom()});
+        TextInterner sizes(4096);
         // Files written together share their time text; the last one is
         // remembered by where it stands in the answer, which outlives the scan.
         const char* lastDate = nullptr;
@@ -109,6 +120,15 @@ public:
                                 return false;
                         } else if (n == 2) {
                             fields[n] = kinds.get(s, len);
+                        } else if (n == 3) {
+                            fields[n] = sizes.get(s, len);
+                        } else if (n == 0) {
+                            // Decoding sizes the text for one character per
+                            // byte; a name of Chinese characters needs a third
+                            // of that, and the record keeps it for long.
+                            fields[n] = QString::fromUtf8(s, len);
+                            if (fields[n].size() < len)
+                                fields[n].squeeze();
                         } else if (n == 1) {
                             if (lastDateLength != len || memcmp(lastDate, s, size_t(len)) != 0) {
                                 lastDate = s;
@@ -259,15 +279,31 @@ QList<FileInfo> parseDirRows(const QByteArray& json, const QString& parentPrefix
     return parseGeneral(json, parentPrefix, driveList);
 }
 
-} // namespace pfd
-
-QList<FileInfo> getFilesByPath(QString path)
+QString listedFolder(QString path)
 {
     // A folder is asked for without its trailing separator; the root of a
     // POSIX tree keeps its only "/".
     if (path.size() > 1 && (path.endsWith(QLatin1Char('\\')) || path.endsWith(QLatin1Char('/')))
         && pfd::isExistingDir(path))
         path.chop(1);
+    return path;
+}
+
+QString listingPrefix(const QString& folder)
+{
+    QString prefix = folder;
+    if (folder.endsWith(QLatin1String(":\\")))
+        prefix.remove(QLatin1Char('\\'));
+    else if (folder == QLatin1String("/"))
+        prefix.clear(); // "/" + name, not "//" + name
+    return prefix;
+}
+
+} // namespace pfd
+
+QList<FileInfo> getFilesByPath(QString path)
+{
+    path = pfd::listedFolder(path);
 
     QString request = path;
     if (path.size() == 2 && path.at(1) == QLatin1Char(':'))
@@ -277,11 +313,5 @@ QList<FileInfo> getFilesByPath(QString path)
     const QByteArray bytes = TranMiUtilAction::Instance()->ReadDirAll(request);
     pfd::logInfo(QStringLiteral("文件对话框------调用Go接口获取数据结束"));
 
-    QString prefix = path;
-    if (path.endsWith(QLatin1String(":\\")))
-        prefix.remove(QLatin1Char('\\'));
-    else if (path == QLatin1String("/"))
-        prefix.clear(); // "/" + name, not "//" + name
-
-    return pfd::parseDirRows(bytes, prefix, path == QLatin1String(":"));
+    return pfd::parseDirRows(bytes, pfd::listingPrefix(path), path == QLatin1String(":"));
 }

@@ -22,4 +22,10 @@ PFD_EXPORT QList<FileInfo> parseDirRows(const QByteArray& json, const QString& p
 PFD_EXPORT bool scanDirRows(const QByteArray& json, const QString& parentPrefix, bool driveList,
                             QList<FileInfo>& out);
 
+// The folder as getFilesByPath asks for it: one trailing separator dropped
+// from an existing folder.
+PFD_EXPORT QString listedFolder(QString path);
+// What the records of such a folder put before "/" + name in their paths.
+PFD_EXPORT QString listingPrefix(const QString& listedFolder);
+
 } // namespace pfd

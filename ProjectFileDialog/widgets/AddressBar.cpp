@@ -86,7 +86,7 @@ AddressBar::AddressBar(QWidget* parent)
     ensurePolished();
 }
 
-void AddressBar::setPath(QString p)
+void AddressBar::setPath(QString p, DeepestRows deepest)
 {
     const bool wasRebuilding = rebuilding;
     rebuilding = true;
@@ -117,8 +117,15 @@ void AddressBar::setPath(QString p)
     const QVector<pfd::AddressSegment> segments = pfd::addressSegments(p);
     QVector<AddressItem*> items(segments.size(), nullptr);
     QVector<int> widths(segments.size(), 0);
+    awaitingListing = nullptr;
+    awaitedPath.clear();
     for (int i = segments.size() - 1; i >= 0; --i) {
-        auto* item = new AddressItem(segments.at(i).text, segments.at(i).path, false, this);
+        const bool fromListing = deepest == DeepestFromListing && i == segments.size() - 1;
+        auto* item = new AddressItem(segments.at(i).text, segments.at(i).path, false, this, !fromListing);
+        if (fromListing) {
+            awaitingListing = item;
+            awaitedPath = p;
+        }
         widths[i] = item->width();
         items[i] = item;
         layout->insertWidget(2, item);
@@ -137,6 +144,15 @@ void AddressBar::setPath(QString p)
     layout->addStretch();
 
     rebuilding = wasRebuilding;
+}
+
+void AddressBar::takeListing(const QString& listedPath, const QList<FileInfo>& files)
+{
+    if (!awaitingListing || listedPath != awaitedPath)
+        return;
+    awaitingListing->setFolderRows(pfd::folderRowsFromListing(awaitingListing->segmentPath(), listedPath, files));
+    awaitingListing = nullptr;
+    awaitedPath.clear();
 }
 
 void AddressBar::setEditText(QString text)

@@ -10,6 +10,7 @@
 // While a path is typed it offers the typed folder's sub-folders; Tab, or
 // Right at the end of the text, takes the highlighted one. Escape restores
 // the segments without navigating.
+#include "FileInfo.h"
 #include "pfd_global.h"
 #include "zBaseLineEdit.h"
 
@@ -30,8 +31,15 @@ class PFD_EXPORT AddressBar : public zBaseLineEdit
 public:
     explicit AddressBar(QWidget* parent = nullptr);
 
+    // Where the deepest segment's drop-down takes its rows from: its own
+    // read of the folder, or the listing the dialog reads for its table right
+    // after, handed over with takeListing (a folder is then read once).
+    enum DeepestRows { ReadDeepest, DeepestFromListing };
     // Shows a folder as segments (breadcrumb mode).
-    void setPath(QString path);
+    void setPath(QString path, DeepestRows deepest = ReadDeepest);
+    // The dialog's listing of listedPath; fills the deepest segment's rows
+    // when the bar shows that folder and waits for them.
+    void takeListing(const QString& listedPath, const QList<FileInfo>& files);
     // Puts a path into the text field (edit mode).
     void setEditText(QString text);
 
@@ -82,6 +90,8 @@ private:
     QString path;
     QButtonGroup* buttons = nullptr;
     QPointer<AddressItem> openItem;
+    QPointer<AddressItem> awaitingListing; // the deepest segment, while its rows are to come
+    QString awaitedPath;                   // the folder setPath was given for it
     QHBoxLayout* layout = nullptr;
     // setPath drops the focus; the focus-out that causes must not redraw
     // the bar a second time from the half-cleared field.

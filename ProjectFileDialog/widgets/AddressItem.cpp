@@ -70,7 +70,7 @@ void drawCentred(QPainter& painter, const QRect& area, const QPixmap& pixmap)
 
 } // namespace
 
-AddressItem::AddressItem(QString text, QString path_, bool isRoot_, AddressBar* parent)
+AddressItem::AddressItem(QString text, QString path_, bool isRoot_, AddressBar* parent, bool readFolder)
     : zBaseButton(parent)
     , isRoot(isRoot_)
     , path(std::move(path_))
@@ -103,7 +103,12 @@ AddressItem::AddressItem(QString text, QString path_, bool isRoot_, AddressBar* 
     }
 
     loadArrows();
-    buildMenu();
+    // A folder's list is taken with the segment, so it shows the folder as
+    // it was when the bar was built; the root's places are fixed. The menu
+    // and its list widget wait until the drop-down is first opened: most
+    // segments are never opened, and those widgets are the costly part.
+    if (!isRoot && readFolder)
+        rows = pfd::readFolderRows(path);
 
     connect(this, &QAbstractButton::toggled, this, &AddressItem::onCheckChanged);
 }
@@ -124,10 +129,21 @@ void AddressItem::buildMenu()
     menu->addAction(action);
     connect(menuWidget, &MenuWidget::SClickPath, this, &AddressItem::SClickPath);
     connect(menu, &QMenu::aboutToHide, this, &AddressItem::menuAboutToHide);
-    // A folder's list is read with the segment, so it shows the folder as it
-    // was when the bar was built; the root's places are fixed.
     if (!isRoot)
-        menuWidget->setFolder(path);
+        menuWidget->setRows(rows);
+}
+
+void AddressItem::ensureMenu()
+{
+    if (!menu)
+        buildMenu();
+}
+
+void AddressItem::setFolderRows(QVector<pfd::FolderRow> taken)
+{
+    rows = std::move(taken);
+    if (menuWidget && !isRoot)
+        menuWidget->setRows(rows);
 }
 
 AddressItem::~AddressItem()
@@ -143,11 +159,13 @@ AddressItem::~AddressItem()
 
 zBaseMenu* AddressItem::popupMenu()
 {
+    ensureMenu();
     return menu;
 }
 
 MenuWidget* AddressItem::listWidget()
 {
+    ensureMenu();
     return menuWidget;
 }
 
@@ -184,16 +202,15 @@ void AddressItem::onClickMenuItem()
 void AddressItem::onCheckChanged(bool checked)
 {
     update();
-    if (!menu)
-        return;
     if (checked) {
-        if (hasSubFolders() && !menu->isVisible()) {
+        if (hasSubFolders() && !(menu && menu->isVisible())) {
+            ensureMenu();
             const QPoint at = mapToGlobal(QPoint(0, 0))
                               + QPoint(textWidth - px(30) + px(17), px(20));
             menu->move(at);
             menu->show();
         }
-    } else {
+    } else if (menu) {
         menu->close();
     }
 }

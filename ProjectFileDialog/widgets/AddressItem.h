@@ -3,6 +3,7 @@
 // folder and an arrow part that drops down its sub-folders. The root item
 // has no text; its menu lists the user's standard places, and its arrow
 // turns into a "back" arrow while shallow segments are hidden.
+#include "folderrows.h"
 #include "pfd_global.h"
 #include "zBaseButton.h"
 
@@ -20,14 +21,24 @@ class PFD_EXPORT AddressItem : public zBaseButton
     Q_OBJECT
 
 public:
-    AddressItem(QString text, QString path, bool isRoot, AddressBar* parent);
+    // A folder segment takes its drop-down's rows when it is made: it reads
+    // its folder, unless readFolder is false and the rows are handed over
+    // with setFolderRows (the bar does so for the folder the dialog has just
+    // listed). The pop-up and its list are made when first wanted.
+    AddressItem(QString text, QString path, bool isRoot, AddressBar* parent, bool readFolder = true);
     ~AddressItem() override;
+
+    void setFolderRows(QVector<pfd::FolderRow> rows);
+    const QVector<pfd::FolderRow>& folderRows() const { return rows; }
+    // Whether the pop-up has been made yet.
+    bool hasPopupMenu() const { return !menu.isNull(); }
 
     QString segmentPath() const { return path; }
     QString segmentText() const { return shownText; }
     int segmentTextWidth() const { return textWidth; }
     bool isRootItem() const { return isRoot; }
     bool showsBackArrow() const { return backArrow; }
+    // Both make the pop-up when it does not exist yet.
     zBaseMenu* popupMenu();
     MenuWidget* listWidget();
 
@@ -59,6 +70,7 @@ private:
     void loadArrows();
     bool hasSubFolders() const;
     void buildMenu();
+    void ensureMenu();
 
     bool pressed = false;
     bool textPressed = false;
@@ -73,4 +85,5 @@ private:
     QPixmap arrowPixmap;
     QPixmap arrowDownPixmap;
     bool backArrow = false;
+    QVector<pfd::FolderRow> rows;
 };

@@ -144,30 +144,31 @@ void MenuWidget::setFolder(QString path)
 {
     if (!folderModel || !QFileInfo(path).isDir())
         return;
+    setRows(pfd::readFolderRows(path));
+}
+
+void MenuWidget::setRows(const QVector<pfd::FolderRow>& rows)
+{
+    if (!folderModel)
+        return;
     folderModel->removeRows(0, folderModel->rowCount());
-    const bool driveList = path == QLatin1String(":");
     QFileIconProvider& provider = pfd::systemIconProvider();
     QIcon folderFallback; // read from the resources only when a row needs it
-    for (const FileInfo& f : getFilesByPath(path)) {
-        if (!(f.isFolder() || f.isShortcutToNetworkPath() || f.isShortcutToFolder() || f.isDrive()))
-            continue;
+    for (const pfd::FolderRow& r : rows) {
         QIcon icon;
-        if (f.isFolder())
-            icon = provider.icon(QFileInfo(f.path));
-        else if (f.isNetDrive())
+        if (r.icon == pfd::FolderRow::FolderIcon)
+            icon = provider.icon(QFileInfo(r.iconPath));
+        else if (r.icon == pfd::FolderRow::NetworkIcon)
             icon = provider.icon(QFileIconProvider::Network);
         else
-            icon = pfd::shellIcon(f.path);
+            icon = pfd::shellIcon(r.iconPath);
         if (icon.isNull()) {
             if (folderFallback.isNull())
                 folderFallback = QIcon(QStringLiteral(":/Image/filedlgicon/dir.png"));
             icon = folderFallback;
         }
-        // Local, removable, RAM and optical drives open at their root; a
-        // network drive and a shortcut open where they point.
-        const bool opensItself = f.isFolder() || (f.isDrive() && !f.isNetDrive());
-        auto* row = new QStandardItem(icon, driveList ? f.displayName : f.name);
-        row->setData(opensItself ? f.path : f.symLinkTarget, TargetRole);
+        auto* row = new QStandardItem(icon, r.text);
+        row->setData(r.target, TargetRole);
         row->setEditable(false);
         folderModel->appendRow(row);
     }

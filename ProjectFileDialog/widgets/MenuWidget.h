@@ -3,6 +3,7 @@
 // drives, folder shortcuts) of the segment's folder, or for the root the
 // user's standard places. Each row keeps the folder it opens in role 257.
 #include "pfd_global.h"
+#include "folderrows.h"
 #include "zBaseWidget.h"
 
 #include <QModelIndex>
@@ -27,6 +28,8 @@ public:
     // is a directory (":" counts: it is the resource root, and the drive
     // list is read from ":").
     void setFolder(QString path);
+    // Fills the list with rows taken earlier (see folderrows.h).
+    void setRows(const QVector<pfd::FolderRow>& rows);
 
     // The one model this list has: the places model for the root, the
     // folder model otherwise.

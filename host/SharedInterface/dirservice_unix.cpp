@@ -19,7 +19,10 @@
 #include <cstddef>
 #include <cstring>
 #include <ctime>
+#include <algorithm>
+#include <functional>
 #include <initializer_list>
+#include <thread>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -275,61 +278,29 @@ bool readLinkText(int dirFd, const char* name, off_t sizeHint, std::string& text
     return false;
 }
 
-} // namespace
-
-namespace dirservice {
-
-QByteArray readDirAll(const QString& dir)
+// One stretch of a folder's entries, read and written by one thread into a
+// buffer of its own; stretches are joined in readdir order.
+struct Stretch
 {
-    if (dir == QLatin1String(":"))
-        return listVolumes();
-
-    const QByteArray nativeDir = QFile::encodeName(dir);
-    DIR* stream = nativeDir.isEmpty() ? nullptr : ::opendir(nativeDir.constData());
-    if (!stream)
-        return QByteArrayLiteral("[]");
-    const int dirFd = ::dirfd(stream);
-
-    // Pick up a time-zone change made while the application runs, as Qt's
-    // own local-time conversions do.
-    ::tzset();
-
+    std::size_t first = 0;
+    std::size_t end = 0;
     QByteArray out;
-    {
-        // The folder's own size grows with its entry count on most file
-        // systems; reserving from it saves regrowing a large listing.
-        struct stat self;
-        qint64 guess = 4096;
-        if (::fstat(dirFd, &self) == 0 && self.st_size > 0)
-            guess = qBound<qint64>(4096, qint64(self.st_size) * 4, qint64(64) << 20);
-        out.reserve(int(guess));
-    }
-    out.append('[');
+    int notUtf8 = 0; // entries left out for a target that is not UTF-8
+};
 
+// Looks up each entry of a stretch and writes its row.
+void writeStretch(Stretch& part, int dirFd, const QString& dir, const std::string& names,
+                  const std::vector<std::size_t>& starts)
+{
     LocalClock clock;
-    int notUtf8 = 0; // entries left out for a name or target that is not UTF-8
     std::string kind;
     std::string linkText;
     QString absoluteDir; // filled when the first relative link needs it
     char timeBuf[40];
     char sizeBuf[40];
-
-    for (;;) {
-        const dirent* entry = ::readdir(stream);
-        if (!entry)
-            break; // end of the folder, or a read error: keep what was read
-        const char* name = entry->d_name;
-        // Hidden names, "." and ".." all start with a dot.
-        if (name[0] == '.')
-            continue;
-        const std::string_view nameView(name, std::strlen(name));
-        // A name in another encoding could only be shown decoded with
-        // replacement characters: a row for a file that is not there, and
-        // two such files alike. Such entries are left out.
-        if (!detail::isWellFormedUtf8(nameView)) {
-            ++notUtf8;
-            continue;
-        }
+    for (std::size_t i = part.first; i < part.end; ++i) {
+        const char* name = names.data() + starts[i];
+        const std::string_view nameView(name, starts[i + 1] - starts[i] - 1);
         struct stat st;
         if (::fstatat(dirFd, name, &st, AT_SYMLINK_NOFOLLOW) != 0)
             continue; // vanished since readdir, or not ours to see
@@ -343,8 +314,8 @@ QByteArray readDirAll(const QString& dir)
         } else if (S_ISLNK(st.st_mode)) {
             if (!readLinkText(dirFd, name, st.st_size, linkText))
                 continue;
-            if (!detail::isWellFormedUtf8(linkText)) {
-                ++notUtf8; // its target could not be named
+            if (!dirservice::detail::isWellFormedUtf8(linkText)) {
+                ++part.notUtf8; // its target could not be named
                 continue;
             }
             kindView = kShortcut;
@@ -364,19 +335,115 @@ QByteArray readDirAll(const QString& dir)
                 size = quint64(targetSt.st_size);
                 modified = targetSt.st_mtime;
             }
-            sizeView = std::string_view(sizeBuf, std::size_t(detail::formatSizeText(sizeBuf, size)));
+            sizeView = std::string_view(sizeBuf, std::size_t(dirservice::detail::formatSizeText(sizeBuf, size)));
         } else {
-            detail::fileKindBytes(nameView, kind);
+            dirservice::detail::fileKindBytes(nameView, kind);
             kindView = kind;
             sizeView = std::string_view(
-                sizeBuf, std::size_t(detail::formatSizeText(sizeBuf, quint64(st.st_size))));
+                sizeBuf, std::size_t(dirservice::detail::formatSizeText(sizeBuf, quint64(st.st_size))));
         }
         const int timeLength = clock.format(timeBuf, modified);
-        detail::appendRow(out, nameView, std::string_view(timeBuf, std::size_t(timeLength)),
-                          kindView, sizeView,
-                          std::string_view(target.constData(), std::size_t(target.size())), {});
+        dirservice::detail::appendRow(part.out, nameView, std::string_view(timeBuf, std::size_t(timeLength)),
+                                      kindView, sizeView,
+                                      std::string_view(target.constData(), std::size_t(target.size())), {});
     }
+}
+
+// Threads a folder of count entries is looked up with. Looking up an entry
+// is a system call that waits on the kernel's inode and dentry caches (or
+// the disk), so a large folder is shared among the cores; a small one is
+// not worth starting a thread for.
+std::size_t stretchCount(std::size_t count)
+{
+    constexpr std::size_t kEntriesPerThread = 2048;
+    const std::size_t cores = std::max(1u, std::thread::hardware_concurrency());
+    return std::max<std::size_t>(1, std::min({cores, std::size_t(8), count / kEntriesPerThread}));
+}
+
+} // namespace
+
+namespace dirservice {
+
+QByteArray readDirAll(const QString& dir)
+{
+    if (dir == QLatin1String(":"))
+        return listVolumes();
+
+    const QByteArray nativeDir = QFile::encodeName(dir);
+    DIR* stream = nativeDir.isEmpty() ? nullptr : ::opendir(nativeDir.constData());
+    if (!stream)
+        return QByteArrayLiteral("[]");
+    const int dirFd = ::dirfd(stream);
+
+    // Pick up a time-zone change made while the application runs, as Qt's
+    // own local-time conversions do.
+    ::tzset();
+
+    qint64 guess = 4096;
+    {
+        // The folder's own size grows with its entry count on most file
+        // systems; reserving from it saves regrowing a large listing.
+        struct stat self;
+        if (::fstat(dirFd, &self) == 0 && self.st_size > 0)
+            guess = qBound<qint64>(4096, qint64(self.st_size) * 4, qint64(64) << 20);
+    }
+
+    // The names first, each ended by its NUL, in readdir order.
+    int notUtf8 = 0; // entries left out for a name or target that is not UTF-8
+    std::string names;
+    names.reserve(std::size_t(guess / 3));
+    std::vector<std::size_t> starts;
+    for (;;) {
+        const dirent* entry = ::readdir(stream);
+        if (!entry)
+            break; // end of the folder, or a read error: keep what was read
+        const char* name = entry->d_name;
+        // Hidden names, "." and ".." all start with a dot.
+        if (name[0] == '.')
+            continue;
+        const std::size_t length = std::strlen(name);
+        // A name in another encoding could only be shown decoded with
+        // replacement characters: a row for a file that is not there, and
+        // two such files alike. Such entries are left out.
+        if (!detail::isWellFormedUtf8(std::string_view(name, length))) {
+            ++notUtf8;
+            continue;
+        }
+        starts.push_back(names.size());
+        names.append(name, length + 1);
+    }
+    const std::size_t count = starts.size();
+    starts.push_back(names.size());
+
+    const std::size_t parts = stretchCount(count);
+    std::vector<Stretch> stretches(parts);
+    for (std::size_t k = 0; k < parts; ++k) {
+        stretches[k].first = count * k / parts;
+        stretches[k].end = count * (k + 1) / parts;
+        stretches[k].out.reserve(int(guess / qint64(parts)) + 64);
+        stretches[k].out.append('[');
+    }
+    std::vector<std::thread> helpers;
+    for (std::size_t k = 1; k < parts; ++k)
+        helpers.emplace_back(writeStretch, std::ref(stretches[k]), dirFd, std::cref(dir), std::cref(names),
+                             std::cref(starts));
+    writeStretch(stretches[0], dirFd, dir, names, starts);
+    for (std::thread& helper : helpers)
+        helper.join();
     ::closedir(stream);
+
+    QByteArray out = std::move(stretches[0].out);
+    notUtf8 += stretches[0].notUtf8;
+    for (std::size_t k = 1; k < parts; ++k) {
+        notUtf8 += stretches[k].notUtf8;
+        const QByteArray& rows = stretches[k].out;
+        if (rows.size() <= 1)
+            continue;
+        if (out.size() > 1)
+            out.append(',');
+        out.append(rows.constData() + 1, rows.size() - 1);
+        stretches[k].out = QByteArray();
+    }
     out.append(']');
     if (notUtf8 > 0)
         qWarning().noquote() << QStringLiteral("目录服务：%1 中有 %2 个名称不是 UTF-8 的条目未列出").arg(dir).arg(notUtf8);
