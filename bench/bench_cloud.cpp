@@ -13,6 +13,7 @@
 //
 // Prints figures and MET/MISSED beside each target; the exit code is 0
 // whatever the figures (2 for bad options, 1 when set-up fails).
+#include "cloudload.h"
 #include "CloudDiskService.h"
 #include "CloudTransport.h"
 #include "HostServices.h"
@@ -422,8 +423,30 @@ int main(int argc, char* argv[])
     const QCommandLineOption dirOption(QStringLiteral("dir"),
                                        QStringLiteral("Scratch folder (default: the temporary folder)."),
                                        QStringLiteral("PATH"), QDir::tempPath());
-    parser.addOptions({sizeOption, runsOption, nodesOption, dirOption});
+    const QCommandLineOption clientsOption(
+        QStringLiteral("clients"), QStringLiteral("Load mode: this many hosts at once, for --seconds."), QStringLiteral("N"));
+    const QCommandLineOption instancesOption(QStringLiteral("instances"),
+                                             QStringLiteral("Load mode: clouddiskd instances (more than 1: behind nginx)."),
+                                             QStringLiteral("K"), QStringLiteral("1"));
+    const QCommandLineOption dbOption(QStringLiteral("db"), QStringLiteral("Load mode: sqlite or postgresql."),
+                                      QStringLiteral("KIND"), QStringLiteral("sqlite"));
+    const QCommandLineOption secondsOption(QStringLiteral("seconds"), QStringLiteral("Load mode: how long (default 10)."),
+                                           QStringLiteral("S"), QStringLiteral("10"));
+    parser.addOptions({sizeOption, runsOption, nodesOption, dirOption, clientsOption, instancesOption, dbOption,
+                       secondsOption});
     parser.process(app);
+    if (parser.isSet(clientsOption)) {
+        const int clients = parser.value(clientsOption).toInt();
+        const int instances = parser.value(instancesOption).toInt();
+        const QString db = parser.value(dbOption);
+        const int seconds = parser.value(secondsOption).toInt();
+        if (clients <= 0 || instances <= 0 || seconds <= 0
+            || (db != QLatin1String("sqlite") && db != QLatin1String("postgresql"))) {
+            std::fprintf(stderr, "bench_cloud: bad option\n");
+            return 2;
+        }
+        return cloudload::run(clients, instances, db == QLatin1String("postgresql"), seconds);
+    }
     bool okSize = false, okRuns = false, okNodes = false;
     const qint64 sizeMb = parser.value(sizeOption).toLongLong(&okSize);
     const int runs = parser.value(runsOption).toInt(&okRuns);

@@ -9,7 +9,12 @@ packages=(cmake g++ make qtbase5-dev qtbase5-dev-tools libqt5svg5-dev libqt5sql5
           xclip dbus
           # HTTP: clouddiskd's server (libmicrohttpd) and the host's
           # transport to it (libcurl)
-          libmicrohttpd-dev libcurl4-openssl-dev pkg-config)
+          libmicrohttpd-dev libcurl4-openssl-dev pkg-config
+          # A team cloud on several machines: PostgreSQL for the shared
+          # records (the server, and Qt SQL's driver for it), nginx as the
+          # front; the tests start both themselves, and make certificates
+          # with openssl
+          postgresql libqt5sql5-psql nginx openssl)
 # --sanitize: the sanitizer and fuzzing build (clang, its sanitizer and
 # libFuzzer runtimes, llvm-symbolizer for readable reports).
 if [ "${1:-}" = "--sanitize" ]; then

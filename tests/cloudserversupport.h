@@ -3,6 +3,7 @@
 // the test on 127.0.0.1 with a port of the system's choosing, users made in
 // its data folder beforehand, and the request envelopes the dialog sends.
 #include "CloudDiskService.h"
+#include "clustersupport.h"
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>
@@ -26,15 +27,16 @@ inline QString serverProgram()
 // Creates a user in dataDir's store while no server has it open.
 inline qint64 addUser(const QString& dataDir, const QString& name, const QString& password)
 {
-    std::unique_ptr<clouddisk::Service> service = clouddisk::Service::open(dataDir);
+    std::unique_ptr<clouddisk::Service> service = clustersupport::openStore(dataDir);
     return service ? service->addUser(name, password) : -1;
 }
 
 class Server
 {
 public:
-    explicit Server(QString dataDir)
+    explicit Server(QString dataDir, QStringList extraArgs = {})
         : m_dataDir(std::move(dataDir))
+        , m_extraArgs(std::move(extraArgs))
     {
     }
     ~Server() { kill(); }
@@ -44,12 +46,15 @@ public:
     bool start(int port = 0)
     {
         m_process.setProgram(serverProgram());
-        m_process.setArguments({QStringLiteral("--data"), m_dataDir, QStringLiteral("--listen"),
-                                QStringLiteral("127.0.0.1:%1").arg(port)});
+        m_process.setArguments(clustersupport::databaseOptions(m_dataDir) + m_extraArgs
+                               + QStringList{QStringLiteral("--data"), m_dataDir, QStringLiteral("--listen"),
+                                             QStringLiteral("127.0.0.1:%1").arg(port)});
         m_process.setProcessChannelMode(QProcess::SeparateChannels);
         m_process.start();
         if (!m_process.waitForStarted(10000))
             return false;
+        // Gone with the test, however it ends.
+        clustersupport::Watchdog::instance().watchPid(pid_t(m_process.processId()), SIGKILL);
         static const QRegularExpression ready(QStringLiteral("listening on (http://[^\\s]+):(\\d+)"));
         QByteArray out;
         QDeadlineTimer deadline(20000);
@@ -87,12 +92,14 @@ public:
     }
 
     bool isRunning() const { return m_process.state() == QProcess::Running; }
+    qint64 pid() const { return m_process.processId(); }
     QString url() const { return m_url; }
     int port() const { return m_port; }
     QByteArray errors() { return m_process.readAllStandardError(); }
 
 private:
     QString m_dataDir;
+    QStringList m_extraArgs;
     QProcess m_process;
     QString m_url;
     int m_port = 0;

@@ -20,7 +20,7 @@ struct Run
 Run ctl(const QString& data, const QStringList& args)
 {
     QProcess p;
-    p.start(CLOUDDISKCTL, QStringList{"--data", data} + args);
+    p.start(CLOUDDISKCTL, clustersupport::databaseOptions(data) + QStringList{"--data", data} + args);
     Run r;
     if (!p.waitForFinished(60000))
         return r;
@@ -50,7 +50,7 @@ private slots:
         QVERIFY(r.code != 0);
         QCOMPARE(r.out, QString());
         QVERIFY(!r.err.isEmpty());
-        auto s = Service::open(dir.path());
+        auto s = clustersupport::openStore(dir.path());
         QCOMPARE(s->checkPassword("zhangsan", "secret"), qint64(1));
         QCOMPARE(s->checkPassword("李四", "pw"), qint64(2));
     }
@@ -99,7 +99,7 @@ private slots:
         QVERIFY(r.out.startsWith(QStringLiteral("图纸/")));
 
         // What the service then answers.
-        auto s = Service::open(data);
+        auto s = clustersupport::openStore(data);
         const QJsonArray u2 = s->handle(2, enterpriseList(2)).value("data").toArray();
         QVERIFY(find(u2, "a.GCFG").isEmpty()); // behind the closed folder
         QCOMPARE(s->handle(2, enterpriseAuth(2, "1", idOf(find(u2, "readme.txt")))).value("msg").toString().contains("无法下载"), true);

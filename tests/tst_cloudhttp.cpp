@@ -263,7 +263,7 @@ private:
     bool addLargeTree()
     {
         QTemporaryDir local;
-        std::unique_ptr<clouddisk::Service> service = clouddisk::Service::open(m_data.path());
+        std::unique_ptr<clouddisk::Service> service = clustersupport::openStore(m_data.path());
         const qint64 carol = service ? service->addUser(QStringLiteral("carol"), QStringLiteral("c-pass")) : -1;
         if (carol < 0)
             return false;

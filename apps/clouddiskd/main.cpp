@@ -1,8 +1,12 @@
 // clouddiskd: the cloud-disk service as a server that several hosts share.
 //
-//   clouddiskd --data DIR [--listen HOST:PORT]
+//   clouddiskd [--db postgresql://USER@HOST:PORT/DBNAME] --data DIR [--listen HOST:PORT]
 //
 // Keeps the cloud's records and contents in DIR and answers hosts over HTTP.
+// With --db the records live in that PostgreSQL database instead, and DIR
+// holds the contents only: any number of clouddiskd with the same --db and
+// the same DIR (a folder they all mount) serve one cloud, behind a front
+// that spreads the hosts over them.
 // PORT 0 takes any free port. Once it serves, it prints
 // "clouddiskd listening on http://HOST:PORT" on standard output. SIGINT and
 // SIGTERM stop it cleanly; a harder stop loses nothing that was committed.
@@ -58,7 +62,14 @@ int main(int argc, char* argv[])
     const QCommandLineOption listenOption(QStringLiteral("listen"),
                                           QStringLiteral("Address to serve on (port 0: any free port)."),
                                           QStringLiteral("HOST:PORT"), QStringLiteral("127.0.0.1:8765"));
+    const QCommandLineOption dbOption(
+        QStringLiteral("db"),
+        QStringLiteral("PostgreSQL database of the cloud's records, shared by several servers "
+                       "(postgresql://USER@HOST:PORT/DBNAME; HOST may be a socket folder written %2F...). "
+                       "Without it: SQLite in DIR."),
+        QStringLiteral("URL"));
     parser.addOption(dataOption);
+    parser.addOption(dbOption);
     parser.addOption(listenOption);
     parser.process(app);
 
@@ -76,7 +87,7 @@ int main(int argc, char* argv[])
 
     const QString dataDir = QDir(parser.value(dataOption)).absolutePath();
     QString error;
-    std::unique_ptr<clouddisk::Service> service = clouddisk::Service::open(dataDir, &error);
+    std::unique_ptr<clouddisk::Service> service = clouddisk::Service::open(dataDir, parser.value(dbOption), &error);
     if (!service) {
         std::fprintf(stderr, "clouddiskd: cannot open the store in %s: %s\n", qPrintable(dataDir),
                      qPrintable(error));

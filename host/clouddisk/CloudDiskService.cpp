@@ -153,8 +153,16 @@ Service::~Service() = default;
 
 std::unique_ptr<Service> Service::open(const QString& dataDir, QString* error)
 {
+    return open(dataDir, QString(), error);
+}
+
+std::unique_ptr<Service> Service::open(const QString& dataDir, const QString& database, QString* error)
+{
+    store::Location location;
+    if (!database.isEmpty() && !store::parseLocation(database, &location, error))
+        return nullptr;
     std::unique_ptr<Service> s(new Service);
-    s->d = std::make_unique<Private>(dataDir);
+    s->d = std::make_unique<Private>(dataDir, location);
     if (!s->d->db.open(error))
         return nullptr;
     return s;

@@ -1,7 +1,8 @@
 #pragma once
 // The host's cloud-disk service: users, a personal tree per user, enterprises
 // with members and rights, and the contents of uploaded files. Records live in
-// SQLite (Qt SQL), contents as files beside the database. One Service object
+// SQLite (Qt SQL) beside the contents, or in PostgreSQL shared by several
+// servers; contents are files in the data folder. One Service object
 // per data folder; every member is safe to call from several threads at once
 // and every change is one transaction.
 //
@@ -26,6 +27,11 @@ public:
     // Opens the store in dataDir, creating it when missing, and removes what
     // an interrupted write left behind. Null (and *error set) when it cannot.
     static std::unique_ptr<Service> open(const QString& dataDir, QString* error = nullptr);
+    // The same with the records in the database `database` names: empty for
+    // SQLite in dataDir, or postgresql://USER@HOST:PORT/DBNAME for a
+    // PostgreSQL database that several servers share (dataDir then holds
+    // the contents only, and must be the same folder for all of them).
+    static std::unique_ptr<Service> open(const QString& dataDir, const QString& database, QString* error);
     ~Service();
 
     // ---- accounts (login, the admin tool)

@@ -1,7 +1,9 @@
 // The host's way to clouddiskd: one HTTP exchange per request (so a long
 // download never holds up the user-interface thread's browse requests), a
 // bearer token from /login, and contents streamed between the server and the
-// devices the channel opened on the host's disk. The HTTP is libcurl's.
+// devices the channel opened on the host's disk. The HTTP is libcurl's; the
+// exchanges of the whole process share its connections, so a request goes
+// out on one an earlier request left open (no new TCP and TLS handshake).
 #include "CloudHttp_p.h"
 #include "CloudTransport.h"
 
@@ -35,6 +37,47 @@ constexpr long kAnswerStallSeconds = 30;
 // Contents that stop moving for this long are given up; a large upload is
 // answered only after the server has stored it.
 constexpr long kTransferStallSeconds = 300;
+
+// libcurl's cache of open connections (and of resolved names and TLS
+// sessions), shared by every exchange of the process. Its parts are locked
+// one by one.
+class SharedConnections
+{
+public:
+    static CURLSH* get()
+    {
+        static SharedConnections shared;
+        return shared.m_share;
+    }
+
+private:
+    SharedConnections()
+        : m_share(curl_share_init())
+    {
+        curl_share_setopt(m_share, CURLSHOPT_LOCKFUNC, &SharedConnections::lock);
+        curl_share_setopt(m_share, CURLSHOPT_UNLOCKFUNC, &SharedConnections::unlock);
+        curl_share_setopt(m_share, CURLSHOPT_USERDATA, this);
+        curl_share_setopt(m_share, CURLSHOPT_SHARE, CURL_LOCK_DATA_CONNECT);
+        curl_share_setopt(m_share, CURLSHOPT_SHARE, CURL_LOCK_DATA_DNS);
+        curl_share_setopt(m_share, CURLSHOPT_SHARE, CURL_LOCK_DATA_SSL_SESSION);
+    }
+    // Kept until the process ends: an exchange may still run on a pool
+    // thread while statics are destroyed.
+    ~SharedConnections() = default;
+
+    static void lock(CURL*, curl_lock_data data, curl_lock_access, void* self)
+    {
+        static_cast<SharedConnections*>(self)->m_locks[data % kLocks].lock();
+    }
+    static void unlock(CURL*, curl_lock_data data, void* self)
+    {
+        static_cast<SharedConnections*>(self)->m_locks[data % kLocks].unlock();
+    }
+
+    static constexpr int kLocks = CURL_LOCK_DATA_LAST;
+    CURLSH* m_share;
+    QMutex m_locks[kLocks];
+};
 
 QJsonObject failure(const QString& msg)
 {
@@ -112,7 +155,7 @@ public:
         // Worker threads: no signals for timeouts.
         curl_easy_setopt(m_curl, CURLOPT_NOSIGNAL, 1L);
         curl_easy_setopt(m_curl, CURLOPT_TCP_NODELAY, 1L);
-        curl_easy_setopt(m_curl, CURLOPT_FORBID_REUSE, 1L);
+        curl_easy_setopt(m_curl, CURLOPT_SHARE, SharedConnections::get());
         curl_easy_setopt(m_curl, CURLOPT_CONNECTTIMEOUT, kConnectSeconds);
         curl_easy_setopt(m_curl, CURLOPT_LOW_SPEED_LIMIT, 1L);
         curl_easy_setopt(m_curl, CURLOPT_LOW_SPEED_TIME, kAnswerStallSeconds);
@@ -153,6 +196,12 @@ public:
         curl_easy_setopt(m_curl, CURLOPT_POSTFIELDSIZE_LARGE, size);
         curl_easy_setopt(m_curl, CURLOPT_READFUNCTION, &Exchange::send);
         curl_easy_setopt(m_curl, CURLOPT_READDATA, this);
+        // A kept connection the server has meanwhile closed is found only
+        // when the request goes out; libcurl then sends it again on a new
+        // one, from the start of the contents.
+        m_sourceStart = source->pos();
+        curl_easy_setopt(m_curl, CURLOPT_SEEKFUNCTION, &Exchange::rewind);
+        curl_easy_setopt(m_curl, CURLOPT_SEEKDATA, this);
         curl_easy_setopt(m_curl, CURLOPT_UPLOAD_BUFFERSIZE, kUploadBuffer);
         curl_easy_setopt(m_curl, CURLOPT_LOW_SPEED_TIME, kTransferStallSeconds);
     }
@@ -214,6 +263,14 @@ private:
         return static_cast<Exchange*>(self)->read(buffer, size);
     }
 
+    static int rewind(void* self, curl_off_t offset, int origin)
+    {
+        auto* e = static_cast<Exchange*>(self);
+        if (origin != SEEK_SET || e->m_source->isSequential() || !e->m_source->seek(e->m_sourceStart + offset))
+            return CURL_SEEKFUNC_CANTSEEK;
+        return CURL_SEEKFUNC_OK;
+    }
+
     size_t read(char* buffer, size_t size)
     {
         for (;;) {
@@ -237,6 +294,7 @@ private:
     curl_slist* m_headers = nullptr;
     QByteArray m_body;
     QIODevice* m_source = nullptr;
+    qint64 m_sourceStart = 0;
     Contents m_contents;
     int m_isContents = -1;
     bool m_sourceFailed = false;

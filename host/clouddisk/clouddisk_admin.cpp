@@ -50,24 +50,27 @@ qint64 Service::addUser(const QString& name, const QString& password, QString* e
     if (password.isEmpty())
         return fail(QStringLiteral("empty password"));
     const QString hash = store::hashPassword(password);
-    store::Transaction t(d->db);
-    if (!t.ok())
-        return fail(QStringLiteral("database busy"));
-    QSqlQuery q(t.db());
-    if (store::exec(q, QStringLiteral("SELECT 1 FROM users WHERE name = ?"), {name}) && q.next())
-        return fail(QStringLiteral("user %1 exists").arg(name));
-    if (!store::exec(q, QStringLiteral("INSERT INTO users(name, pwhash, created) VALUES (?, ?, ?)"),
-                     {name, hash, store::now()}))
-        return fail(q.lastError().text());
-    const qint64 id = q.lastInsertId().toLongLong();
-    if (!store::exec(q,
-                     QStringLiteral("INSERT INTO nodes(parent, owner, enterprise, name, folder, size, mtime)"
-                                    " VALUES (NULL, ?, NULL, ?, 1, 0, ?)"),
-                     {id, kRootName, store::now()}))
-        return fail(q.lastError().text());
-    if (!t.commit())
-        return fail(QStringLiteral("database busy"));
-    return id;
+    return store::retrying([&] {
+        store::Transaction t(d->db);
+        if (!t.ok())
+            return fail(QStringLiteral("database busy"));
+        QSqlQuery q(t.db());
+        if (store::exec(q, QStringLiteral("SELECT 1 FROM users WHERE name = ?"), {name}) && q.next())
+            return fail(QStringLiteral("user %1 exists").arg(name));
+        const qint64 id =
+            store::insert(q, QStringLiteral("INSERT INTO users(name, pwhash, created) VALUES (?, ?, ?)"),
+                          {name, hash, store::now()});
+        if (id < 0)
+            return fail(q.lastError().text());
+        if (!store::exec(q,
+                         QStringLiteral("INSERT INTO nodes(parent, owner, enterprise, name, folder, size, mtime)"
+                                        " VALUES (NULL, ?, NULL, ?, 1, 0, ?)"),
+                         {id, kRootName, store::now()}))
+            return fail(q.lastError().text());
+        if (!t.commit())
+            return fail(QStringLiteral("database busy"));
+        return id;
+    });
 }
 
 qint64 Service::checkPassword(const QString& name, const QString& password) const
@@ -110,15 +113,17 @@ bool Service::setPassword(qint64 userId, const QString& password, QString* error
         return false;
     }
     const QString hash = store::hashPassword(password);
-    store::Transaction t(d->db);
-    QSqlQuery q(t.db());
-    if (!t.ok() || !store::exec(q, QStringLiteral("UPDATE users SET pwhash = ? WHERE id = ?"), {hash, userId})
-        || q.numRowsAffected() != 1 || !t.commit()) {
-        if (error)
-            *error = QStringLiteral("no user %1").arg(userId);
-        return false;
-    }
-    return true;
+    return store::retrying([&] {
+        store::Transaction t(d->db);
+        QSqlQuery q(t.db());
+        if (!t.ok() || !store::exec(q, QStringLiteral("UPDATE users SET pwhash = ? WHERE id = ?"), {hash, userId})
+            || q.numRowsAffected() != 1 || !t.commit()) {
+            if (error)
+                *error = QStringLiteral("no user %1").arg(userId);
+            return false;
+        }
+        return true;
+    });
 }
 
 // --- sessions ------------------------------------------------------------------------------
@@ -135,14 +140,16 @@ QString Service::createSession(qint64 userId)
     if (userName(userId).isEmpty())
         return QString();
     const QString token = store::randomHex(32);
-    store::Transaction t(d->db);
-    QSqlQuery q(t.db());
-    if (!t.ok()
-        || !store::exec(q, QStringLiteral("INSERT INTO sessions(hash, user, created) VALUES (?, ?, ?)"),
-                        {tokenHash(token), userId, store::now()})
-        || !t.commit())
-        return QString();
-    return token;
+    return store::retrying([&] {
+        store::Transaction t(d->db);
+        QSqlQuery q(t.db());
+        if (!t.ok()
+            || !store::exec(q, QStringLiteral("INSERT INTO sessions(hash, user, created) VALUES (?, ?, ?)"),
+                            {tokenHash(token), userId, store::now()})
+            || !t.commit())
+            return QString();
+        return token;
+    });
 }
 
 qint64 Service::sessionUser(const QString& token) const
@@ -157,10 +164,12 @@ qint64 Service::sessionUser(const QString& token) const
 
 void Service::endSession(const QString& token)
 {
-    store::Transaction t(d->db);
-    QSqlQuery q(t.db());
-    if (t.ok() && store::exec(q, QStringLiteral("DELETE FROM sessions WHERE hash = ?"), {tokenHash(token)}))
-        t.commit();
+    store::retrying([&] {
+        store::Transaction t(d->db);
+        QSqlQuery q(t.db());
+        return t.ok() && store::exec(q, QStringLiteral("DELETE FROM sessions WHERE hash = ?"), {tokenHash(token)})
+               && t.commit();
+    });
 }
 
 // --- administration ----------------------------------------------------------------------------
@@ -170,24 +179,27 @@ qint64 Service::addEnterprise(const QString& name, QString* error)
     const auto fail = [error](const QString& why) { return failed(error, why, qint64(-1)); };
     if (!acceptableName(name))
         return fail(QStringLiteral("invalid enterprise name"));
-    store::Transaction t(d->db);
-    if (!t.ok())
-        return fail(QStringLiteral("database busy"));
-    QSqlQuery q(t.db());
-    if (store::exec(q, QStringLiteral("SELECT 1 FROM enterprises WHERE name = ?"), {name}) && q.next())
-        return fail(QStringLiteral("enterprise %1 exists").arg(name));
-    if (!store::exec(q, QStringLiteral("INSERT INTO enterprises(name) VALUES (?)"), {name}))
-        return fail(q.lastError().text());
-    const qint64 id = q.lastInsertId().toLongLong();
-    if (!store::exec(q,
-                     QStringLiteral("INSERT INTO nodes(parent, owner, enterprise, name, folder, size, mtime)"
-                                    " VALUES (NULL, NULL, ?, ?, 1, 0, ?)"),
-                     {id, name, store::now()}))
-        return fail(q.lastError().text());
-    const qint64 root = q.lastInsertId().toLongLong();
-    if (!store::exec(q, QStringLiteral("UPDATE enterprises SET root = ? WHERE id = ?"), {root, id}) || !t.commit())
-        return fail(QStringLiteral("database busy"));
-    return id;
+    return store::retrying([&] {
+        store::Transaction t(d->db);
+        if (!t.ok())
+            return fail(QStringLiteral("database busy"));
+        QSqlQuery q(t.db());
+        if (store::exec(q, QStringLiteral("SELECT 1 FROM enterprises WHERE name = ?"), {name}) && q.next())
+            return fail(QStringLiteral("enterprise %1 exists").arg(name));
+        const qint64 id = store::insert(q, QStringLiteral("INSERT INTO enterprises(name) VALUES (?)"), {name});
+        if (id < 0)
+            return fail(q.lastError().text());
+        const qint64 root =
+            store::insert(q,
+                          QStringLiteral("INSERT INTO nodes(parent, owner, enterprise, name, folder, size, mtime)"
+                                         " VALUES (NULL, NULL, ?, ?, 1, 0, ?)"),
+                          {id, name, store::now()});
+        if (root < 0)
+            return fail(q.lastError().text());
+        if (!store::exec(q, QStringLiteral("UPDATE enterprises SET root = ? WHERE id = ?"), {root, id}) || !t.commit())
+            return fail(QStringLiteral("database busy"));
+        return id;
+    });
 }
 
 qint64 Service::enterpriseId(const QString& name) const
@@ -226,36 +238,40 @@ bool Service::addMember(qint64 enterpriseId, qint64 userId, QString* error)
             *error = QStringLiteral("unknown enterprise or user");
         return false;
     }
-    store::Transaction t(d->db);
-    QSqlQuery q(t.db());
-    if (!t.ok()
-        || !store::exec(q, QStringLiteral("INSERT OR IGNORE INTO members(enterprise, user) VALUES (?, ?)"),
-                        {enterpriseId, userId})
-        || !t.commit()) {
-        if (error)
-            *error = QStringLiteral("database busy");
-        return false;
-    }
-    return true;
+    return store::retrying([&] {
+        store::Transaction t(d->db);
+        QSqlQuery q(t.db());
+        if (!t.ok()
+            || !store::exec(q, QStringLiteral("INSERT OR IGNORE INTO members(enterprise, user) VALUES (?, ?)"),
+                            {enterpriseId, userId})
+            || !t.commit()) {
+            if (error)
+                *error = QStringLiteral("database busy");
+            return false;
+        }
+        return true;
+    });
 }
 
 bool Service::removeMember(qint64 enterpriseId, qint64 userId, QString* error)
 {
-    store::Transaction t(d->db);
-    QSqlQuery q(t.db());
-    if (!t.ok()
-        || !store::exec(q, QStringLiteral("DELETE FROM members WHERE enterprise = ? AND user = ?"),
-                        {enterpriseId, userId})
-        || !store::exec(q,
-                        QStringLiteral("DELETE FROM denials WHERE user = ? AND node IN"
-                                       " (SELECT id FROM nodes WHERE enterprise = ?)"),
-                        {userId, enterpriseId})
-        || !t.commit()) {
-        if (error)
-            *error = QStringLiteral("database busy");
-        return false;
-    }
-    return true;
+    return store::retrying([&] {
+        store::Transaction t(d->db);
+        QSqlQuery q(t.db());
+        if (!t.ok()
+            || !store::exec(q, QStringLiteral("DELETE FROM members WHERE enterprise = ? AND user = ?"),
+                            {enterpriseId, userId})
+            || !store::exec(q,
+                            QStringLiteral("DELETE FROM denials WHERE user = ? AND node IN"
+                                           " (SELECT id FROM nodes WHERE enterprise = ?)"),
+                            {userId, enterpriseId})
+            || !t.commit()) {
+            if (error)
+                *error = QStringLiteral("database busy");
+            return false;
+        }
+        return true;
+    });
 }
 
 bool Service::setRight(qint64 nodeId, qint64 userId, Right right, bool granted, QString* error)
@@ -269,13 +285,15 @@ bool Service::setRight(qint64 nodeId, qint64 userId, Right right, bool granted, 
     if (n.folder != (right == Right::Enter))
         return fail(n.folder ? QStringLiteral("folders carry the enter right only")
                              : QStringLiteral("files carry the open and download rights only"));
-    store::Transaction t(d->db);
-    QSqlQuery q(t.db());
     const QString sql = granted ? QStringLiteral("DELETE FROM denials WHERE node = ? AND user = ? AND what = ?")
                                 : QStringLiteral("INSERT OR IGNORE INTO denials(node, user, what) VALUES (?, ?, ?)");
-    if (!t.ok() || !store::exec(q, sql, {nodeId, userId, QString::fromLatin1(rightWord(right))}) || !t.commit())
-        return fail(QStringLiteral("database busy"));
-    return true;
+    return store::retrying([&] {
+        store::Transaction t(d->db);
+        QSqlQuery q(t.db());
+        if (!t.ok() || !store::exec(q, sql, {nodeId, userId, QString::fromLatin1(rightWord(right))}) || !t.commit())
+            return fail(QStringLiteral("database busy"));
+        return true;
+    });
 }
 
 QList<QJsonObject> Service::withdrawnRights(qint64 enterpriseId) const
@@ -322,25 +340,29 @@ qint64 Service::makeFolder(qint64 parentId, const QString& name, QString* error)
     Node parent;
     if (!d->node(parentId, &parent) || !parent.folder)
         return fail(QStringLiteral("no folder %1").arg(parentId));
-    store::Transaction t(d->db);
-    if (!t.ok())
-        return fail(QStringLiteral("database busy"));
-    QSqlQuery q(t.db());
-    if (store::exec(q, QStringLiteral("SELECT id, folder FROM nodes WHERE parent = ? AND name = ?"), {parentId, name})
-        && q.next()) {
-        if (q.value(1).toInt() != 0)
-            return q.value(0).toLongLong();
-        return fail(QStringLiteral("a file named %1 is in the way").arg(name));
-    }
-    if (!store::exec(q,
-                     QStringLiteral("INSERT INTO nodes(parent, owner, enterprise, name, folder, size, mtime)"
-                                    " VALUES (?, ?, ?, ?, 1, 0, ?)"),
-                     {parentId, nullable(parent.owner), nullable(parent.enterprise), name, store::now()}))
-        return fail(q.lastError().text());
-    const qint64 id = q.lastInsertId().toLongLong();
-    if (!t.commit())
-        return fail(QStringLiteral("database busy"));
-    return id;
+    return store::retrying([&] {
+        store::Transaction t(d->db);
+        if (!t.ok())
+            return fail(QStringLiteral("database busy"));
+        QSqlQuery q(t.db());
+        if (store::exec(q, QStringLiteral("SELECT id, folder FROM nodes WHERE parent = ? AND name = ?"),
+                        {parentId, name})
+            && q.next()) {
+            if (q.value(1).toInt() != 0)
+                return q.value(0).toLongLong();
+            return fail(QStringLiteral("a file named %1 is in the way").arg(name));
+        }
+        const qint64 id = store::insert(q,
+                                        QStringLiteral("INSERT INTO nodes(parent, owner, enterprise, name, folder,"
+                                                       " size, mtime) VALUES (?, ?, ?, ?, 1, 0, ?)"),
+                                        {parentId, nullable(parent.owner), nullable(parent.enterprise), name,
+                                         store::now()});
+        if (id < 0)
+            return fail(q.lastError().text());
+        if (!t.commit())
+            return fail(QStringLiteral("database busy"));
+        return id;
+    });
 }
 
 qint64 Service::importFolder(qint64 parentId, const QString& localDir, QString* error)
@@ -418,7 +440,7 @@ bool Service::removeNode(qint64 nodeId, QString* error)
                 blobs << all[i].blob;
         }
     }
-    {
+    const bool removed = store::retrying([&] {
         store::Transaction t(d->db);
         QSqlQuery q(t.db());
         if (!t.ok()) {
@@ -439,7 +461,10 @@ bool Service::removeNode(qint64 nodeId, QString* error)
                 *error = QStringLiteral("database busy");
             return false;
         }
-    }
+        return true;
+    });
+    if (!removed)
+        return false;
     for (const QString& blob : qAsConst(blobs))
         QFile::remove(d->db.blobPath(blob));
     return true;

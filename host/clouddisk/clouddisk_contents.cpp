@@ -99,7 +99,10 @@ bool Service::Private::commitContents(const Node& folder, const QString& name, c
                                       Node* out, QString* error)
 {
     QString oldBlob;
-    {
+    // Two servers may store the same name in one folder at once: the one
+    // that commits second runs again and replaces what the first stored.
+    const bool stored = store::retrying([&] {
+        oldBlob.clear();
         store::Transaction t(db);
         if (!t.ok()) {
             *error = msgBusy;
@@ -137,15 +140,16 @@ bool Service::Private::commitContents(const Node& folder, const QString& name, c
             existing.blob = blob;
             *out = existing;
         } else {
-            if (!store::exec(q,
-                             QStringLiteral("INSERT INTO nodes(parent, owner, enterprise, name, folder, size, mtime, blob)"
-                                            " VALUES (?, ?, ?, ?, 0, ?, ?, ?)"),
-                             {parent.id, nullable(parent.owner), nullable(parent.enterprise), name, size, mtime, blob})) {
+            Node n;
+            n.id = store::insert(q,
+                                 QStringLiteral("INSERT INTO nodes(parent, owner, enterprise, name, folder, size,"
+                                                " mtime, blob) VALUES (?, ?, ?, ?, 0, ?, ?, ?)"),
+                                 {parent.id, nullable(parent.owner), nullable(parent.enterprise), name, size, mtime,
+                                  blob});
+            if (n.id < 0) {
                 *error = msgBusy;
                 return false;
             }
-            Node n;
-            n.id = q.lastInsertId().toLongLong();
             n.parent = parent.id;
             n.owner = parent.owner;
             n.enterprise = parent.enterprise;
@@ -159,7 +163,10 @@ bool Service::Private::commitContents(const Node& folder, const QString& name, c
             *error = msgBusy;
             return false;
         }
-    }
+        return true;
+    });
+    if (!stored)
+        return false;
     if (!oldBlob.isEmpty())
         QFile::remove(db.blobPath(oldBlob)); // a leftover is cleaned at the next start
     return true;

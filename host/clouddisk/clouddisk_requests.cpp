@@ -186,15 +186,18 @@ QJsonObject Service::Private::uploadInfo(qint64 user, const QJsonObject& m, bool
     const qint64 wjdx = qint64(item.value("wjdx").toDouble());
     const QString token = store::randomHex(16);
     const QString sclj = QStringLiteral("upload/%1").arg(store::randomHex(8));
-    store::Transaction t(db);
-    QSqlQuery q(t.db());
-    if (!t.ok()
-        || !store::exec(q,
-                        QStringLiteral("INSERT INTO tickets(token, user, enterprise, pid, wjm, ext, wjdx, sclj, created)"
-                                       " VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)"),
-                        {token, user, nullable(enterprise), folder.id, wjm, ext, wjdx, sclj,
-                         QDateTime::currentSecsSinceEpoch()})
-        || !t.commit())
+    const bool issued = store::retrying([&] {
+        store::Transaction t(db);
+        QSqlQuery q(t.db());
+        return t.ok()
+               && store::exec(q,
+                              QStringLiteral("INSERT INTO tickets(token, user, enterprise, pid, wjm, ext, wjdx, sclj,"
+                                             " created) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)"),
+                              {token, user, nullable(enterprise), folder.id, wjm, ext, wjdx, sclj,
+                               QDateTime::currentSecsSinceEpoch()})
+               && t.commit();
+    });
+    if (!issued)
         return refuse(msgBusy);
     return success(QJsonObject{{"wjm", wjm}, {"ext", ext}, {"wjdx", double(wjdx)}, {"pid", pid},
                                {"wjjwybs", token}, {"sclj", sclj}},
@@ -377,15 +380,18 @@ std::unique_ptr<Service::Upload> Service::beginUpload(qint64 userId, const QJson
         return nullptr;
     // A ticket is spent when its upload starts, so that two uploads can never
     // present the same one.
-    {
+    const bool spent = store::retrying([&] {
         store::Transaction t(d->db);
         QSqlQuery u(t.db());
         if (!t.ok() || !store::exec(u, QStringLiteral("UPDATE tickets SET used = 1 WHERE token = ? AND used = 0"), {token})
             || u.numRowsAffected() != 1 || !t.commit()) {
             why = t.ok() ? refuse(msgUsedTicket) : refuse(msgBusy);
-            return nullptr;
+            return false;
         }
-    }
+        return true;
+    });
+    if (!spent)
+        return nullptr;
     return d->newUpload(folder, wjm);
 }
 

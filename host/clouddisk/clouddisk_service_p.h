@@ -92,8 +92,8 @@ struct Answer
 
 struct Service::Private
 {
-    explicit Private(const QString& dir)
-        : db(dir)
+    explicit Private(const QString& dir, const store::Location& location)
+        : db(dir, location)
     {
     }
     store::Db db;

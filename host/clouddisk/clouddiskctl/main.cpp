@@ -23,7 +23,11 @@ QTextStream& err()
 }
 
 const char* const kUsage =
-    "usage: clouddiskctl --data DIR COMMAND ...\n"
+    "usage: clouddiskctl [--db postgresql://USER@HOST:PORT/DBNAME] --data DIR COMMAND ...\n"
+    "\n"
+    "  --db names the PostgreSQL database of a cloud that several clouddiskd share\n"
+    "  (the same --db and --data they run with); without it the records are the\n"
+    "  SQLite database in DIR.\n"
     "\n"
     "  user add NAME PASSWORD            create a user; prints the new user id\n"
     "  user passwd USER PASSWORD         set a user's password\n"
@@ -256,16 +260,22 @@ int main(int argc, char** argv)
     QStringList args = app.arguments().mid(1);
     out().setCodec("UTF-8");
     err().setCodec("UTF-8");
-    QString data;
-    const int at = args.indexOf(QStringLiteral("--data"));
-    if (at >= 0 && at + 1 < args.size()) {
-        data = args[at + 1];
+    // The options come before the command.
+    const auto take = [&args](const QString& option) {
+        const int at = args.indexOf(option);
+        if (at < 0 || at + 1 >= args.size())
+            return QString();
+        const QString value = args[at + 1];
         args.erase(args.begin() + at, args.begin() + at + 2);
-    }
+        return value;
+    };
+    const QString data = take(QStringLiteral("--data"));
+    const QString database = take(QStringLiteral("--db"));
     if (data.isEmpty() || args.isEmpty() || args.first() == QLatin1String("--help"))
         return usage();
     QString error;
-    std::unique_ptr<clouddisk::Service> service = clouddisk::Service::open(QDir(data).absolutePath(), &error);
+    std::unique_ptr<clouddisk::Service> service =
+        clouddisk::Service::open(QDir(data).absolutePath(), database, &error);
     if (!service)
         return fail(error);
     return run(*service, args);
