@@ -10,6 +10,9 @@ packages=(cmake g++ make qtbase5-dev qtbase5-dev-tools libqt5svg5-dev libqt5sql5
           # HTTP: clouddiskd's server (libmicrohttpd) and the host's
           # transport to it (libcurl)
           libmicrohttpd-dev libcurl4-openssl-dev pkg-config
+          # the cloud's password hashes (Argon2id)
+          libsodium-dev
+
           # A team cloud on several machines: PostgreSQL for the shared
           # records (the server, and Qt SQL's driver for it), nginx as the
           # front; the tests start both themselves, and make certificates

@@ -92,7 +92,7 @@ public:
     }
 
     bool isRunning() const { return m_process.state() == QProcess::Running; }
-    qint64 pid() const { return m_process.processId(); }
+    qint64 processId() const { return m_process.processId(); }
     QString url() const { return m_url; }
     int port() const { return m_port; }
     QByteArray errors() { return m_process.readAllStandardError(); }

@@ -179,7 +179,6 @@ QStringList acceptedHostileNames()
             QStringLiteral("𠀀𝄞😀.GCFG"),
             QString(255, QChar(0x9884)),
             QStringLiteral("مشروع الميزانية.GCFG"),
-            QString(QChar(0x202e)) + QStringLiteral("GFCG.exe"),
             QStringLiteral("..."),
             QStringLiteral(" ."),
             QString(QChar(0x200b)),
@@ -187,7 +186,8 @@ QStringList acceptedHostileNames()
             QStringLiteral("<script>&amp;'")};
 }
 
-// Names only a damaged or foreign store could hold.
+// Names only a damaged or foreign store, or one written by an earlier
+// version (which let text-direction characters through), could hold.
 QStringList rawHostileNames()
 {
     QString controls;
@@ -197,6 +197,7 @@ QStringList rawHostileNames()
     controls += QChar(0x7f);
     return {QStringLiteral("back\\slash\\"),
             controls,
+            QString(QChar(0x202e)) + QStringLiteral("GFCG.exe"),
             QStringLiteral("a\\\"b\\\\\"\\"),
             fromUnits({'x', 0xd800, 'y'}),
             fromUnits({0xdc00}),

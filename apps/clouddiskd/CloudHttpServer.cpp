@@ -176,8 +176,11 @@ struct Router
     // The token's user, or -1 with the refusal set up.
     static qint64 authorise(CloudHttpServer* self, MHD_Connection* c, Exchange* ex)
     {
-        const qint64 userId = self->m_sessions.userFor(bearerToken(c));
-        if (userId < 0)
+        bool storeFailed = false;
+        const qint64 userId = self->m_service.sessionUser(QString::fromLatin1(bearerToken(c)), &storeFailed);
+        if (storeFailed)
+            refuseBeforeBody(c, ex, failure(QStringLiteral("云盘服务繁忙，请稍后重试")), 503);
+        else if (userId < 0)
             refuseBeforeBody(c, ex, failure(QStringLiteral("登录已失效，请重新登录")), 401);
         return userId;
     }
@@ -316,7 +319,7 @@ struct Router
         case Route::Login:
             return finishLogin(self, c, ex);
         case Route::Logout:
-            self->m_sessions.drop(bearerToken(c));
+            self->m_service.endSession(QString::fromLatin1(bearerToken(c)));
             return answer(c, ex, QJsonObject{{QStringLiteral("code"), 0}});
         case Route::Session:
             return answer(c, ex, QJsonObject{{QStringLiteral("code"), 0}, {QStringLiteral("userId"), double(ex->userId)}});
@@ -362,9 +365,12 @@ struct Router
                                   : -1;
         if (userId < 0)
             return answer(c, ex, failure(QStringLiteral("用户名或密码错误")), 401);
+        const QString token = self->m_service.createSession(userId);
+        if (token.isEmpty())
+            return answer(c, ex, failure(QStringLiteral("云盘服务繁忙，请稍后重试")), 503);
         return answer(c, ex,
                       QJsonObject{{QStringLiteral("code"), 0},
-                                  {QStringLiteral("token"), QString::fromLatin1(self->m_sessions.issue(userId))},
+                                  {QStringLiteral("token"), token},
                                   {QStringLiteral("userId"), double(userId)}});
     }
 
@@ -380,7 +386,7 @@ struct Router
             return answer(c, ex, d.refusal);
         // The open file keeps its contents even if an upload replaces them
         // meanwhile, so the size taken now is the size sent.
-        const int fd = ::open(QFile::encodeName(d.contentsPath).constData(), O_RDONLY | O_CLOEXEC);
+        const int fd = ::fcntl(d.contents->handle(), F_DUPFD_CLOEXEC, 0);
         struct stat st{};
         if (fd < 0 || ::fstat(fd, &st) != 0) {
             if (fd >= 0)

@@ -5,8 +5,6 @@
 // is safe for that. File contents are streamed in both directions and never
 // held whole in memory: an upload arrives in pieces of up to half the
 // connection's memory, a download leaves the stored file through sendfile.
-#include "Sessions.h"
-
 #include <QString>
 
 #include <condition_variable>
@@ -36,8 +34,8 @@ public:
     struct Exchange;
 
 private:
+    // Also keeps the sessions, so that they outlive a restart.
     clouddisk::Service& m_service;
-    Sessions m_sessions;
     int m_listenSocket = -1;
     std::mutex m_mutex;
     std::condition_variable m_stopped;

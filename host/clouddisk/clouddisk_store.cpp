@@ -6,7 +6,6 @@
 #include <QDirIterator>
 #include <QFile>
 #include <QFileInfo>
-#include <QMessageAuthenticationCode>
 #include <QRandomGenerator>
 #include <QSet>
 #include <QRegularExpression>
@@ -16,7 +15,7 @@
 #include <QThread>
 #include <QUrl>
 #include <QUrlQuery>
-#include <QtEndian>
+#include <QVector>
 
 #include <atomic>
 
@@ -36,8 +35,6 @@ namespace store {
 
 namespace {
 
-constexpr int kPbkdf2Iterations = 20000;
-
 // Whether a process of that id runs on this machine.
 bool processRuns(qint64 pid)
 {
@@ -56,38 +53,10 @@ bool processRuns(qint64 pid)
 #endif
 }
 
-QByteArray pbkdf2Sha256(const QByteArray& password, const QByteArray& salt, int iterations)
-{
-    // One 32-byte block is all a 32-byte key needs.
-    QMessageAuthenticationCode mac(QCryptographicHash::Sha256, password);
-    QByteArray block = salt;
-    char index[4];
-    qToBigEndian<quint32>(1, index);
-    block.append(index, 4);
-    mac.addData(block);
-    QByteArray u = mac.result();
-    QByteArray out = u;
-    for (int i = 1; i < iterations; ++i) {
-        mac.reset();
-        mac.addData(u);
-        u = mac.result();
-        for (int j = 0; j < out.size(); ++j)
-            out[j] = char(out[j] ^ u[j]);
-    }
-    return out;
-}
-
-bool constantTimeEqual(const QByteArray& a, const QByteArray& b)
-{
-    if (a.size() != b.size())
-        return false;
-    unsigned char diff = 0;
-    for (int i = 0; i < a.size(); ++i)
-        diff |= uchar(a[i]) ^ uchar(b[i]);
-    return diff == 0;
-}
-
 std::atomic<int> g_dbCounter{0};
+
+// Enough for the embedded service's threads; a server sets its own.
+constexpr int kDefaultConnections = 16;
 
 } // namespace
 
@@ -103,31 +72,6 @@ QString randomHex(int bytes)
 QString now()
 {
     return QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd hh:mm:ss"));
-}
-
-QString hashPassword(const QString& password)
-{
-    QByteArray salt(16, Qt::Uninitialized);
-    for (int i = 0; i < salt.size(); ++i)
-        salt[i] = char(QRandomGenerator::system()->bounded(256));
-    const QByteArray hash = pbkdf2Sha256(password.toUtf8(), salt, kPbkdf2Iterations);
-    return QStringLiteral("pbkdf2-sha256$%1$%2$%3")
-        .arg(kPbkdf2Iterations)
-        .arg(QString::fromLatin1(salt.toHex()), QString::fromLatin1(hash.toHex()));
-}
-
-bool passwordMatches(const QString& password, const QString& stored)
-{
-    const QStringList parts = stored.split(QLatin1Char('$'));
-    if (parts.size() != 4 || parts[0] != QLatin1String("pbkdf2-sha256"))
-        return false;
-    bool ok = false;
-    const int iterations = parts[1].toInt(&ok);
-    if (!ok || iterations < 1 || iterations > 10000000)
-        return false;
-    const QByteArray salt = QByteArray::fromHex(parts[2].toLatin1());
-    const QByteArray expected = QByteArray::fromHex(parts[3].toLatin1());
-    return constantTimeEqual(pbkdf2Sha256(password.toUtf8(), salt, iterations), expected);
 }
 
 qint64 parseId(const QString& text)
@@ -299,24 +243,27 @@ Db::Db(const QString& dataDir, const Location& location)
     , m_location(location)
     , m_tag(QStringLiteral("clouddisk-%1").arg(++g_dbCounter))
 {
+    m_pool = makePool(m_tag, [this](const QString& name) { return openConnection(name); }, kDefaultConnections);
 }
 
 Db::~Db()
 {
-    // After the application object has gone (a service kept until the
-    // process ends) Qt SQL's own registry may have gone too: the process
-    // is ending, the connections go with it.
-    if (!QCoreApplication::instance())
-        return;
-    QStringList names;
-    {
-        QMutexLocker lock(&m_connMutex);
-        names = m_allNames;
-        m_conns.clear();
-        m_allNames.clear();
-    }
-    for (const QString& name : qAsConst(names))
-        QSqlDatabase::removeDatabase(name);
+    releaseHeld(m_pool);
+}
+
+void Db::setConnectionLimit(int limit)
+{
+    setPoolLimit(*m_pool, limit);
+}
+
+int Db::connectionLimit() const
+{
+    return poolLimit(*m_pool);
+}
+
+int Db::openConnections() const
+{
+    return poolOpen(*m_pool);
 }
 
 QString Db::blobPath(const QString& blob) const
@@ -336,17 +283,11 @@ QString Db::tmpPathFor(const QString& blob) const
 
 QSqlDatabase Db::connection()
 {
-    QThread* thread = QThread::currentThread();
-    QMutexLocker lock(&m_connMutex);
-    auto it = m_conns.find(thread);
-    if (it != m_conns.end() && it->thread == thread)
-        return QSqlDatabase::database(it->name, false);
-    // First use on this thread (or a new thread where a finished one was).
-    if (it != m_conns.end()) {
-        QSqlDatabase::removeDatabase(it->name);
-        m_allNames.removeAll(it->name);
-    }
-    const QString name = QStringLiteral("%1-%2").arg(m_tag).arg(++m_counter);
+    return heldConnection(m_pool);
+}
+
+QSqlDatabase Db::openConnection(const QString& name) const
+{
     if (m_location.postgres) {
         QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QPSQL"), name);
         db.setHostName(m_location.host);
@@ -360,8 +301,6 @@ QSqlDatabase Db::connection()
             options += QLatin1Char(';') + m_location.options;
         db.setConnectOptions(options);
         db.open();
-        m_conns.insert(thread, Conn{QPointer<QThread>(thread), name});
-        m_allNames << name;
         return db;
     }
     QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), name);
@@ -369,22 +308,35 @@ QSqlDatabase Db::connection()
     db.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=30000"));
     if (db.open()) {
         QSqlQuery q(db);
-        // In WAL mode NORMAL survives any crash or kill of the process; contents
-        // are flushed to disk themselves before a record names them.
-        q.exec(QStringLiteral("PRAGMA synchronous=NORMAL"));
+        // FULL: a commit is on disk before the reply that acknowledges it,
+        // like the contents it names, which are flushed before it.
+        q.exec(QStringLiteral("PRAGMA synchronous=FULL"));
         q.exec(QStringLiteral("PRAGMA foreign_keys=ON"));
     }
-    m_conns.insert(thread, Conn{QPointer<QThread>(thread), name});
-    m_allNames << name;
     return db;
 }
 
-bool Db::open(QString* error)
+bool Db::open(QString* error, bool withdrawOthers)
 {
-    if (!QDir().mkpath(m_dir) || !QDir().mkpath(contentsDir()) || !QDir().mkpath(tmpDir())
-        || !QDir().mkpath(m_dir + QStringLiteral("/run"))) {
+    // The folder holds password hashes, session and ticket tokens and every
+    // file's contents: owner-only, whatever the umask.
+    const QString database = m_dir + QStringLiteral("/clouddisk.sqlite");
+    if (!makePrivateFolder(m_dir) || !makePrivateFolder(contentsDir()) || !makePrivateFolder(tmpDir())
+        || !makePrivateFolder(m_dir + QStringLiteral("/run")) || !createPrivateFile(database)) {
         if (error)
             *error = QStringLiteral("cannot create the data folder %1").arg(m_dir);
+        return false;
+    }
+    const QString open = openToOthers({m_dir, database, database + QStringLiteral("-wal"),
+                                       database + QStringLiteral("-shm"), contentsDir(), tmpDir(),
+                                       m_dir + QStringLiteral("/run")},
+                                      withdrawOthers);
+    if (!open.isEmpty()) {
+        if (error)
+            *error = QStringLiteral("the data folder %1 is open to other accounts: %2. It holds password hashes, "
+                                    "session tokens and file contents; make it owner-only (chmod -R go= %1) and "
+                                    "start again")
+                         .arg(m_dir, open);
         return false;
     }
     QSqlDatabase db = connection();
@@ -404,6 +356,7 @@ bool Db::open(QString* error)
     }
     if (!migrate(error))
         return false;
+    reclaimOrphans();
     if (aloneOnData())
         cleanLeftovers();
     return true;
@@ -447,6 +400,14 @@ const QVector<Migration>& sqliteMigrations()
             " used INTEGER NOT NULL DEFAULT 0, created INTEGER NOT NULL)",
             "CREATE TABLE IF NOT EXISTS sessions(hash TEXT PRIMARY KEY, user INTEGER NOT NULL, created TEXT NOT NULL)",
         },
+        {
+            // Sessions move from the server's memory into the store (the
+            // earlier table was never filled): times in seconds, the last use.
+            "DROP TABLE IF EXISTS sessions",
+            "CREATE TABLE sessions(hash TEXT PRIMARY KEY, user INTEGER NOT NULL, created INTEGER NOT NULL,"
+            " used INTEGER NOT NULL)",
+            "CREATE INDEX sessions_user ON sessions(user, used)",
+        },
     };
     return m;
 }
@@ -474,6 +435,12 @@ const QVector<Migration>& postgresMigrations()
             " pid BIGINT NOT NULL, wjm TEXT NOT NULL, ext TEXT NOT NULL, wjdx BIGINT NOT NULL, sclj TEXT NOT NULL,"
             " used INTEGER NOT NULL DEFAULT 0, created BIGINT NOT NULL)",
             "CREATE TABLE sessions(hash TEXT PRIMARY KEY, \"user\" BIGINT NOT NULL, created TEXT NOT NULL)",
+        },
+        {
+            "DROP TABLE sessions",
+            "CREATE TABLE sessions(hash TEXT PRIMARY KEY, \"user\" BIGINT NOT NULL, created BIGINT NOT NULL,"
+            " used BIGINT NOT NULL)",
+            "CREATE INDEX sessions_user ON sessions(\"user\", used)",
         },
     };
     return m;
@@ -521,6 +488,42 @@ bool Db::migrate(QString* error)
             return fail(QStringLiteral("cannot create the tables: %1").arg(t.db().lastError().text()));
         return true;
     });
+}
+
+void Db::reclaimOrphans()
+{
+    // Earlier versions could commit an upload into a folder that a removal
+    // was taking away: such nodes (and what lies below them) are no one's
+    // to see, and their contents are never reclaimed otherwise. Safe with
+    // other processes on the folder: no write can make a new one now.
+    QStringList blobs;
+    Transaction t(*this);
+    if (!t.ok())
+        return;
+    QSqlQuery q(t.db());
+    if (!exec(q, QStringLiteral("WITH RECURSIVE lost(id) AS (SELECT id FROM nodes WHERE parent IS NOT NULL"
+                                " AND parent NOT IN (SELECT id FROM nodes)"
+                                " UNION ALL SELECT n.id FROM nodes n JOIN lost l ON n.parent = l.id)"
+                                " SELECT id, blob FROM nodes WHERE id IN (SELECT id FROM lost)")))
+        return;
+    QVector<qint64> ids;
+    while (q.next()) {
+        ids << q.value(0).toLongLong();
+        if (!q.value(1).isNull() && !q.value(1).toString().isEmpty())
+            blobs << q.value(1).toString();
+    }
+    if (ids.isEmpty())
+        return;
+    for (qint64 id : qAsConst(ids)) {
+        if (!exec(q, QStringLiteral("DELETE FROM nodes WHERE id = ?"), {id})
+            || !exec(q, QStringLiteral("DELETE FROM denials WHERE node = ?"), {id}))
+            return;
+    }
+    if (!t.commit())
+        return;
+    for (const QString& blob : qAsConst(blobs))
+        QFile::remove(blobPath(blob));
+    qInfo("clouddisk: reclaimed %d nodes whose folder was gone", int(ids.size()));
 }
 
 // Another process (the server and the admin tool may share a data folder)
