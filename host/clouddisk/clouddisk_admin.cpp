@@ -321,7 +321,7 @@ bool Service::addMember(qint64 enterpriseId, qint64 userId, QString* error)
     store::Transaction t(d->db);
     QSqlQuery q(t.db());
     if (!t.ok()
-        || !store::exec(q, QStringLiteral("INSERT OR IGNORE INTO members(enterprise, user) VALUES (?, ?)"),
+        || !store::exec(q, QStringLiteral("INSERT INTO members(enterprise, user) VALUES (?, ?) ON CONFLICT DO NOTHING"),
                         {enterpriseId, userId})
         || !t.commit()) {
         if (error)
@@ -364,7 +364,7 @@ bool Service::setRight(qint64 nodeId, qint64 userId, Right right, bool granted, 
     store::Transaction t(d->db);
     QSqlQuery q(t.db());
     const QString sql = granted ? QStringLiteral("DELETE FROM denials WHERE node = ? AND user = ? AND what = ?")
-                                : QStringLiteral("INSERT OR IGNORE INTO denials(node, user, what) VALUES (?, ?, ?)");
+                                : QStringLiteral("INSERT INTO denials(node, user, what) VALUES (?, ?, ?) ON CONFLICT DO NOTHING");
     if (!t.ok() || !store::exec(q, sql, {nodeId, userId, QString::fromLatin1(rightWord(right))}) || !t.commit())
         return fail(QStringLiteral("database busy"));
     return true;
