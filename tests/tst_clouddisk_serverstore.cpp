@@ -11,6 +11,8 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <vector>
+
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
@@ -71,6 +73,46 @@ Reply post(int port, const QByteArray& path, const QByteArray& body, const QStri
     if (bodyAt >= 0)
         r.body = QJsonDocument::fromJson(answer.mid(bodyAt + 4)).object();
     return r;
+}
+
+// A connection kept open after one answered request, as a host's
+// transport keeps it; -1 when the request was not answered with code 0.
+int keptAliveAfterOneRequest(int port, const QByteArray& body, const QString& token)
+{
+    const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in addr{};
+    addr.sin_family = AF_INET;
+    addr.sin_port = htons(quint16(port));
+    addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    timeval timeout{10, 0};
+    ::setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
+    if (::connect(fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr) != 0) {
+        ::close(fd);
+        return -1;
+    }
+    const QByteArray request = "POST /clouddisk HTTP/1.1\r\nHost: 127.0.0.1\r\nAuthorization: Bearer " + token.toLatin1()
+                               + "\r\nContent-Length: " + QByteArray::number(body.size()) + "\r\n\r\n" + body;
+    ::send(fd, request.constData(), size_t(request.size()), MSG_NOSIGNAL);
+    QByteArray answer;
+    char buf[65536];
+    for (;;) {
+        const int headEnd = answer.indexOf("\r\n\r\n");
+        if (headEnd >= 0) {
+            const int at = answer.toLower().indexOf("content-length:");
+            const int length = at >= 0 ? answer.mid(at + 15, answer.indexOf('\r', at) - at - 15).trimmed().toInt() : 0;
+            if (answer.size() >= headEnd + 4 + length) {
+                if (QJsonDocument::fromJson(answer.mid(headEnd + 4, length)).object().value("code").toInt(-1) == 0)
+                    return fd;
+                break;
+            }
+        }
+        const ssize_t n = ::recv(fd, buf, sizeof buf, 0);
+        if (n <= 0)
+            break;
+        answer.append(buf, int(n));
+    }
+    ::close(fd);
+    return -1;
 }
 
 QString login(int port, const QString& name, const QString& password)
@@ -158,6 +200,29 @@ private slots:
         QVERIFY2(handlesAfter <= handlesBefore + 16 * 3, qPrintable(QString::number(handlesAfter)));
         // A leak of one database connection per client is 100 KB each.
         QVERIFY2(rssAfter - rssBefore < 16 * 1024, qPrintable(QString::number(rssAfter - rssBefore)));
+    }
+
+    void idleKeptAliveClientsHoldNoDatabaseConnection()
+    {
+        QTemporaryDir dir;
+        const QString data = dir.path() + "/data";
+        const qint64 alice = addUser(data, "alice", "a-pass");
+        Server server(data);
+        QVERIFY2(server.start(), server.errors().constData());
+        const QString token = login(server.port(), "alice", "a-pass");
+        const QByteArray tree = bytes(personalTree(alice));
+        // More idle clients than the pool has connections (16), each after
+        // one request on a connection it keeps.
+        std::vector<int> idle;
+        for (int i = 0; i < 40; ++i) {
+            const int fd = keptAliveAfterOneRequest(server.port(), tree, token);
+            QVERIFY2(fd >= 0, qPrintable(QStringLiteral("client %1 not answered").arg(i)));
+            idle.push_back(fd);
+        }
+        const Reply r = post(server.port(), "/clouddisk", tree, token);
+        for (int fd : idle)
+            ::close(fd);
+        QCOMPARE(r.body.value("code").toInt(-1), 0);
     }
 
     void sessionsOutliveARestartAndEndWithThePassword()

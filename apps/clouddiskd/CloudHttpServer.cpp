@@ -429,10 +429,13 @@ struct Router
 
     // The request is over, answered or not (the peer went away, a timeout):
     // an upload that was not committed is abandoned with it.
-    static void completed(void*, MHD_Connection*, void** context, MHD_RequestTerminationCode)
+    static void completed(void* cls, MHD_Connection*, void** context, MHD_RequestTerminationCode)
     {
         delete static_cast<Exchange*>(*context);
         *context = nullptr;
+        // A thread that now waits on an idle client holds no database
+        // connection.
+        static_cast<CloudHttpServer*>(cls)->m_service.releaseConnection();
     }
 };
 

@@ -205,6 +205,11 @@ void Service::setConnectionLimit(int limit)
     d->db.setConnectionLimit(limit);
 }
 
+void Service::releaseConnection()
+{
+    d->db.releaseConnection();
+}
+
 int Service::openConnections() const
 {
     return d->db.openConnections();

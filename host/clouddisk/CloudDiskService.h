@@ -171,6 +171,11 @@ public:
     // of threads sets it to their number plus one for the thread that
     // opened the service. 16 until set.
     void setConnectionLimit(int limit);
+    // Gives the calling thread's database connection back to the pool. A
+    // server calls it when it has answered a request, so that a thread
+    // that waits on an idle client holds none; the thread's next call
+    // takes one again.
+    void releaseConnection();
     // Database connections open now.
     int openConnections() const;
 

@@ -337,7 +337,7 @@ bool Service::addMember(qint64 enterpriseId, qint64 userId, QString* error)
         store::Transaction t(d->db);
         QSqlQuery q(t.db());
         if (!t.ok()
-            || !store::exec(q, QStringLiteral("INSERT OR IGNORE INTO members(enterprise, user) VALUES (?, ?)"),
+            || !store::exec(q, QStringLiteral("INSERT INTO members(enterprise, user) VALUES (?, ?) ON CONFLICT DO NOTHING"),
                             {enterpriseId, userId})
             || !t.commit()) {
             if (error)
@@ -381,7 +381,7 @@ bool Service::setRight(qint64 nodeId, qint64 userId, Right right, bool granted, 
         return fail(n.folder ? QStringLiteral("folders carry the enter right only")
                              : QStringLiteral("files carry the open and download rights only"));
     const QString sql = granted ? QStringLiteral("DELETE FROM denials WHERE node = ? AND user = ? AND what = ?")
-                                : QStringLiteral("INSERT OR IGNORE INTO denials(node, user, what) VALUES (?, ?, ?)");
+                                : QStringLiteral("INSERT INTO denials(node, user, what) VALUES (?, ?, ?) ON CONFLICT DO NOTHING");
     return store::retrying([&] {
         store::Transaction t(d->db);
         QSqlQuery q(t.db());

@@ -256,6 +256,11 @@ void Db::setConnectionLimit(int limit)
     setPoolLimit(*m_pool, limit);
 }
 
+void Db::releaseConnection()
+{
+    releaseHeld(m_pool);
+}
+
 int Db::connectionLimit() const
 {
     return poolLimit(*m_pool);

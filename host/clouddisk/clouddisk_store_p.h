@@ -140,6 +140,8 @@ public:
     // it to its threads, plus one for the thread that opened the store.
     void setConnectionLimit(int limit);
     int connectionLimit() const;
+    // Gives this thread's connection back before the thread ends.
+    void releaseConnection();
     // Connections open now, held or idle.
     int openConnections() const;
     // Held by every writer in this process, around BEGIN IMMEDIATE ... COMMIT.
