@@ -9,7 +9,10 @@ packages=(cmake g++ make qtbase5-dev qtbase5-dev-tools libqt5svg5-dev libqt5sql5
           xclip dbus
           # HTTP: clouddiskd's server (libmicrohttpd) and the host's
           # transport to it (libcurl)
-          libmicrohttpd-dev libcurl4-openssl-dev pkg-config)
+          libmicrohttpd-dev libcurl4-openssl-dev pkg-config
+          # the TLS tests make their own certificates; the full-disk tests
+          # give clouddiskd a small tmpfs in a mount namespace (unshare)
+          openssl util-linux)
 # --sanitize: the sanitizer and fuzzing build (clang, its sanitizer and
 # libFuzzer runtimes, llvm-symbolizer for readable reports).
 if [ "${1:-}" = "--sanitize" ]; then
