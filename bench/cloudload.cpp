@@ -1,0 +1,330 @@
+#include "cloudload.h"
+
+#include "benchserver.h"
+
+#include "CloudDiskService.h"
+#include "CloudHttp_p.h"
+
+#include <curl/curl.h>
+
+#include <QElapsedTimer>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QRandomGenerator>
+#include <QTemporaryDir>
+#include <QThread>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdio>
+#include <thread>
+#include <vector>
+
+namespace cloudload {
+
+namespace {
+
+namespace http = clouddisk::http;
+
+enum Kind { Login, List, Ticket, Upload, Download, KindCount };
+const char* const kKindNames[KindCount] = {"login", "list", "upload ticket", "upload", "download"};
+
+// Users the clients sign in as, round robin: enough that sign-ins of one
+// name rarely meet, few enough that making them stays quick.
+constexpr int kMaxUsers = 64;
+
+struct Figures
+{
+    std::vector<double> ms[KindCount];
+    int errors[KindCount] = {};
+    QString firstError;
+};
+
+// One POST on a connection of its own from `from`; the answer's body.
+struct Reply
+{
+    bool ok = false;
+    long status = 0;
+    QByteArray body;
+};
+
+Reply post(const std::string& url, const std::string& from, const QByteArray& body, const QByteArray& token,
+           const QByteArray& envelopeHeader = {})
+{
+    Reply reply;
+    CURL* c = curl_easy_init();
+    if (!c)
+        return reply;
+    curl_slist* headers = nullptr;
+    headers = curl_slist_append(headers, envelopeHeader.isEmpty() ? "Content-Type: application/json"
+                                                                   : "Content-Type: application/octet-stream");
+    headers = curl_slist_append(headers, envelopeHeader.isEmpty() ? "Expect:" : "Expect: 100-continue");
+    if (!token.isEmpty())
+        headers = curl_slist_append(headers, ("Authorization: Bearer " + token).constData());
+    if (!envelopeHeader.isEmpty())
+        headers = curl_slist_append(headers, (QByteArray(http::kEnvelopeHeader) + ": " + envelopeHeader).constData());
+    curl_easy_setopt(c, CURLOPT_URL, url.c_str());
+    curl_easy_setopt(c, CURLOPT_PROXY, "");
+    curl_easy_setopt(c, CURLOPT_INTERFACE, from.c_str());
+    curl_easy_setopt(c, CURLOPT_NOSIGNAL, 1L);
+    curl_easy_setopt(c, CURLOPT_FORBID_REUSE, 1L);
+    curl_easy_setopt(c, CURLOPT_TCP_NODELAY, 1L);
+    curl_easy_setopt(c, CURLOPT_TIMEOUT, 60L);
+    curl_easy_setopt(c, CURLOPT_POST, 1L);
+    curl_easy_setopt(c, CURLOPT_HTTPHEADER, headers);
+    curl_easy_setopt(c, CURLOPT_POSTFIELDSIZE_LARGE, curl_off_t(body.size()));
+    curl_easy_setopt(c, CURLOPT_POSTFIELDS, body.constData());
+    curl_easy_setopt(c, CURLOPT_WRITEFUNCTION, +[](char* data, size_t, size_t n, void* out) {
+        static_cast<QByteArray*>(out)->append(data, int(n));
+        return n;
+    });
+    curl_easy_setopt(c, CURLOPT_WRITEDATA, &reply.body);
+    reply.ok = curl_easy_perform(c) == CURLE_OK;
+    curl_easy_getinfo(c, CURLINFO_RESPONSE_CODE, &reply.status);
+    curl_easy_cleanup(c);
+    curl_slist_free_all(headers);
+    return reply;
+}
+
+QJsonObject envelope(const QJsonObject& method)
+{
+    return QJsonObject{{QStringLiteral("cmd"), QStringLiteral("cloudDisk")},
+                       {QStringLiteral("orgin_token"), QStringLiteral("mq_token_user")},
+                       {QStringLiteral("data"), method}};
+}
+
+QByteArray compact(const QJsonObject& o)
+{
+    return QJsonDocument(o).toJson(QJsonDocument::Compact);
+}
+
+class Client
+{
+public:
+    Client(int index, const std::string& base, Figures* figures)
+        : m_base(base)
+        , m_from("127.1." + std::to_string(1 + index / 250) + "." + std::to_string(1 + index % 250))
+        , m_index(index)
+        , m_figures(figures)
+        , m_random(quint32(index + 1))
+    {
+    }
+
+    void run(const std::atomic<bool>& stop)
+    {
+        const int user = m_index % kMaxUsers;
+        const QJsonObject login = timed(Login, "/login",
+                                        compact(QJsonObject{{QStringLiteral("name"), QStringLiteral("load%1").arg(user)},
+                                                            {QStringLiteral("password"), QStringLiteral("load-pass")}}));
+        m_token = login.value(QLatin1String("token")).toString().toLatin1();
+        m_userId = qint64(login.value(QLatin1String("userId")).toDouble(-1));
+        if (m_token.isEmpty())
+            return;
+        for (int round = 0; !stop; ++round)
+            cycle(round);
+    }
+
+private:
+    void cycle(int round)
+    {
+        const QJsonObject tree = timed(List, http::kRequestPath,
+                                       compact(envelope({{QStringLiteral("method"), QStringLiteral("personcloudgetfiledirforclouddisk")},
+                                                         {QStringLiteral("mqid"), double(m_userId)},
+                                                         {QStringLiteral("data"), QJsonObject()}})));
+        const QString root = tree.value(QLatin1String("data")).toObject().value(QLatin1String("data")).toArray()
+                                 .first().toObject().value(QLatin1String("wjjid")).toString();
+        if (root.isEmpty())
+            return;
+        const int size = 1024 + int(m_random.bounded(15 * 1024 + 1));
+        const QString name = QStringLiteral("c%1-%2.GCFG").arg(m_index).arg(round % 8);
+        const QString mqid = QString::number(m_userId);
+        const QJsonObject item{{QStringLiteral("wjm"), name},
+                               {QStringLiteral("pid"), root},
+                               {QStringLiteral("wjdx"), size},
+                               {QStringLiteral("ext"), QStringLiteral(".GCFG")}};
+        const QJsonObject info = timed(Ticket, http::kRequestPath,
+                                       compact(envelope({{QStringLiteral("method"), QStringLiteral("personclouduploadinfoforclouddisk")},
+                                                         {QStringLiteral("mqid"), mqid},
+                                                         {QStringLiteral("pid"), root},
+                                                         {QStringLiteral("data"), QJsonArray{item}}})));
+        const QJsonObject t = info.value(QLatin1String("data")).toObject();
+        if (t.isEmpty())
+            return;
+        const QJsonObject file = envelope({{QStringLiteral("method"), QStringLiteral("personclouduploadfileinfoforclouddisk")},
+                                           {QStringLiteral("sclj"), t.value(QLatin1String("sclj"))},
+                                           {QStringLiteral("filePath"), QString()},
+                                           {QStringLiteral("wjjwybs"), t.value(QLatin1String("wjjwybs"))},
+                                           {QStringLiteral("pid"), t.value(QLatin1String("pid"))},
+                                           {QStringLiteral("wjdx"), t.value(QLatin1String("wjdx"))},
+                                           {QStringLiteral("ext"), t.value(QLatin1String("ext"))},
+                                           {QStringLiteral("mqid"), mqid},
+                                           {QStringLiteral("SFFG"), QStringLiteral("1")},
+                                           {QStringLiteral("SFFX"), QStringLiteral("1")},
+                                           {QStringLiteral("wjm"), t.value(QLatin1String("wjm"))},
+                                           {QStringLiteral("data"), QJsonObject()}});
+        QByteArray contents(size, Qt::Uninitialized);
+        for (int i = 0; i < size; ++i)
+            contents[i] = char(m_random.generate());
+        const QJsonObject stored = timed(Upload, http::kUploadPath, contents, http::encodeEnvelopeHeader(file));
+        const QString xzlj = stored.value(QLatin1String("data")).toObject().value(QLatin1String("xzlj")).toString();
+        if (xzlj.isEmpty())
+            return;
+        QElapsedTimer timer;
+        timer.start();
+        const Reply got = post(m_base + http::kDownloadPath, m_from,
+                               compact(envelope({{QStringLiteral("method"), QStringLiteral("personclouddownloadfileforclouddisk")},
+                                                 {QStringLiteral("fileName"), name},
+                                                 {QStringLiteral("filePath"), QString()},
+                                                 {QStringLiteral("Iscover"), QStringLiteral("0")},
+                                                 {QStringLiteral("xzlj"), xzlj},
+                                                 {QStringLiteral("data"), QJsonObject()}})),
+                               m_token);
+        const bool same = got.ok && got.status == 200 && got.body == contents;
+        record(Download, double(timer.nsecsElapsed()) / 1e6, same,
+               same ? QString() : QStringLiteral("download: HTTP %1 %2").arg(got.status).arg(QString::fromUtf8(got.body.left(120))));
+    }
+
+    // One JSON request, timed and recorded; its answer.
+    QJsonObject timed(Kind kind, const char* path, const QByteArray& body, const QByteArray& envelopeHeader = {})
+    {
+        QElapsedTimer timer;
+        timer.start();
+        const Reply r = post(m_base + path, m_from, body, kind == Login ? QByteArray() : m_token, envelopeHeader);
+        const QJsonObject answer = QJsonDocument::fromJson(r.body).object();
+        const bool ok = r.ok && answer.value(QLatin1String("code")).toInt(-1) == 0;
+        record(kind, double(timer.nsecsElapsed()) / 1e6, ok,
+               ok ? QString()
+                  : QStringLiteral("%1: %2 HTTP %3 %4")
+                        .arg(QLatin1String(kKindNames[kind]))
+                        .arg(r.ok ? QStringLiteral("answered") : QStringLiteral("no answer"))
+                        .arg(r.status)
+                        .arg(QString::fromUtf8(r.body.left(120))));
+        return answer;
+    }
+
+    void record(Kind kind, double ms, bool ok, const QString& error)
+    {
+        m_figures->ms[kind].push_back(ms);
+        if (!ok) {
+            ++m_figures->errors[kind];
+            if (m_figures->firstError.isEmpty())
+                m_figures->firstError = error;
+        }
+    }
+
+    std::string m_base;
+    std::string m_from;
+    int m_index;
+    Figures* m_figures;
+    QRandomGenerator m_random;
+    QByteArray m_token;
+    qint64 m_userId = -1;
+};
+
+double percentile(std::vector<double> v, double p)
+{
+    if (v.empty())
+        return 0;
+    std::sort(v.begin(), v.end());
+    return v[std::min(v.size() - 1, size_t(p * double(v.size() - 1) + 0.5))];
+}
+
+} // namespace
+
+int run(const Options& options)
+{
+    curl_global_init(CURL_GLOBAL_DEFAULT);
+    QTemporaryDir scratch(options.scratch + QStringLiteral("/bench_cloud_load-XXXXXX"));
+    if (!scratch.isValid()) {
+        std::fprintf(stderr, "bench_cloud: no scratch folder\n");
+        return 1;
+    }
+    const QString data = scratch.path() + QStringLiteral("/server");
+    const int users = std::min(options.clients, kMaxUsers);
+    {
+        auto service = clouddisk::Service::open(data);
+        for (int i = 0; service && i < users; ++i) {
+            if (service->addUser(QStringLiteral("load%1").arg(i), QStringLiteral("load-pass")) < 0)
+                service.reset();
+        }
+        if (!service) {
+            std::fprintf(stderr, "bench_cloud: cannot make the users\n");
+            return 1;
+        }
+    }
+    benchserver::ServerProcess server;
+    if (!server.start(data)) {
+        std::fprintf(stderr, "bench_cloud: clouddiskd did not start\n");
+        return 1;
+    }
+    const std::string base = server.url().toStdString();
+    const int fdsBefore = benchserver::openFiles(server.pid());
+    const qint64 rssBefore = benchserver::procStatusKb(server.pid(), "VmRSS");
+    std::printf("bench_cloud --clients %d: %d s of load on %s (%d users, each client from its own 127.1.x.y), "
+                "%d cores, load average %s\n",
+                options.clients, options.seconds, qPrintable(server.url()), users, QThread::idealThreadCount(),
+                [] {
+                    QFile f(QStringLiteral("/proc/loadavg"));
+                    return f.open(QIODevice::ReadOnly) ? f.readAll().left(14).trimmed() : QByteArray("?");
+                }()
+                    .constData());
+
+    std::vector<Figures> figures(size_t(options.clients));
+    std::atomic<bool> stop{false};
+    std::vector<std::thread> threads;
+    QElapsedTimer wall;
+    wall.start();
+    for (int i = 0; i < options.clients; ++i) {
+        threads.emplace_back([&, i] {
+            Client client(i, base, &figures[size_t(i)]);
+            client.run(stop);
+        });
+    }
+    // Warm: every thread of the server has opened what it keeps open (its
+    // records' connection); growth from here on would be per client.
+    const auto warmUp = std::chrono::milliseconds(std::min(3000, options.seconds * 1000 / 4));
+    std::this_thread::sleep_for(warmUp);
+    const int fdsWarm = benchserver::openFiles(server.pid());
+    const qint64 rssWarm = benchserver::procStatusKb(server.pid(), "VmRSS");
+    std::this_thread::sleep_for(std::chrono::milliseconds(options.seconds * 1000) - warmUp);
+    stop = true;
+    for (std::thread& t : threads)
+        t.join();
+    const double seconds = double(wall.nsecsElapsed()) / 1e9;
+    // Connections the clients closed are gone once the server noticed.
+    std::this_thread::sleep_for(std::chrono::seconds(1));
+    const int fdsAfter = benchserver::openFiles(server.pid());
+    const qint64 rssAfter = benchserver::procStatusKb(server.pid(), "VmRSS");
+
+    Figures all;
+    for (const Figures& f : figures) {
+        for (int k = 0; k < KindCount; ++k) {
+            all.ms[k].insert(all.ms[k].end(), f.ms[k].begin(), f.ms[k].end());
+            all.errors[k] += f.errors[k];
+        }
+        if (all.firstError.isEmpty())
+            all.firstError = f.firstError;
+    }
+    size_t requests = 0;
+    int errors = 0;
+    for (int k = 0; k < KindCount; ++k) {
+        requests += all.ms[k].size();
+        errors += all.errors[k];
+    }
+    std::printf("  %-14s %8s %10s %10s %8s\n", "request", "count", "p50 ms", "p99 ms", "errors");
+    for (int k = 0; k < KindCount; ++k) {
+        std::printf("  %-14s %8zu %10.1f %10.1f %8d\n", kKindNames[k], all.ms[k].size(), percentile(all.ms[k], 0.5),
+                    percentile(all.ms[k], 0.99), all.errors[k]);
+    }
+    std::printf("  %.0f requests/s over %.1f s; errors %d (%s)\n", double(requests) / seconds, seconds, errors,
+                errors == 0 ? "MET" : "MISSED");
+    if (!all.firstError.isEmpty())
+        std::printf("  first error: %s\n", qPrintable(all.firstError));
+    std::printf("  server: fds %d before, %d warm, %d after (%s: flat), RSS %.1f before, %.1f warm, %.1f after MB\n",
+                fdsBefore, fdsWarm, fdsAfter, fdsAfter <= fdsWarm + 4 ? "MET" : "MISSED", double(rssBefore) / 1024.0,
+                double(rssWarm) / 1024.0, double(rssAfter) / 1024.0);
+    return 0;
+}
+
+} // namespace cloudload
