@@ -59,7 +59,11 @@ void LoginDesk::schedule()
                 m_ready.push_back(std::move(*it));
                 it = m_waiting.erase(it);
                 m_wakeWorkers.notify_one();
-            } else if (std::max(due, now) > it->arrivedMs + m_maxWaitMs) {
+            } else if (m_throttle.failures(it->name, it->address, now) > 0 &&
+                       std::max(due, now) > it->arrivedMs + m_maxWaitMs) {
+                // Held back by failed guesses for longer than anyone waits.
+                // (An attempt that only waits for a free thread keeps its
+                // place: that is load, not guessing.)
                 turnedAway.push_back(std::move(*it));
                 it = m_waiting.erase(it);
             } else {

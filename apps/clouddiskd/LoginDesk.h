@@ -27,14 +27,15 @@ public:
     struct Outcome
     {
         qint64 userId = -1;
-        // Not checked: the attempt could not have its turn within maxWaitMs,
-        // or the server is stopping.
+        // Not checked: failed attempts before it held it back longer than
+        // maxWaitMs, or the server is stopping.
         bool turnedAway = false;
     };
     using Done = std::function<void(const Outcome&)>;
 
-    // An attempt that cannot be checked within maxWaitMs of its arrival is
-    // turned away unchecked.
+    // An attempt held back by failed attempts (of its name or address) that
+    // cannot be checked within maxWaitMs of its arrival is turned away
+    // unchecked.
     LoginDesk(Check check, int workers, qint64 maxWaitMs = 20000,
               LoginThrottle::Limits limits = LoginThrottle::Limits());
     ~LoginDesk();
