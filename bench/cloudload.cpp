@@ -1,25 +1,24 @@
-// bench_cloud's load mode: N hosts at once against K clouddiskd on one set of
-// records (SQLite for one instance, or PostgreSQL), K > 1 behind nginx with
-// the configuration of deploy/. Each host lists its personal tree, uploads a
-// file of 1 to 16 KB and downloads it back, over and over, on a connection it
-// keeps; every request is timed.
+// bench_cloud's load mode: N clients at once against one clouddiskd (SQLite
+// or PostgreSQL), or K of them on one PostgreSQL database behind nginx with
+// the configuration of deploy/; see cloudload.h.
 #include "cloudload.h"
 
-#include "CloudHttp_p.h"
+#include "benchserver.h"
 #include "cloudserversupport.h"
 #include "clustersupport.h"
-#include "httpclient.h"
+
+#include "CloudDiskService.h"
+#include "CloudHttp_p.h"
 
 #include <curl/curl.h>
 
-#include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QMutex>
 #include <QRandomGenerator>
 #include <QTemporaryDir>
+#include <QThread>
 
 #include <algorithm>
 #include <atomic>
@@ -29,40 +28,227 @@
 
 namespace cloudload {
 
-namespace http = clouddisk::http;
-using namespace clustersupport;
-
 namespace {
 
-// Hosts sign in as one of this many users (each sign-in costs a password
-// hash on purpose; the load is the requests that follow).
-constexpr int kUsers = 16;
+namespace http = clouddisk::http;
 
-using httpclient::Client;
-using httpclient::Reply;
+enum Kind { Login, List, Ticket, Upload, Download, KindCount };
+const char* const kKindNames[KindCount] = {"login", "list", "upload ticket", "upload", "download"};
+
+// Users the clients sign in as, round robin: enough that sign-ins of one
+// name rarely meet, few enough that making them stays quick.
+constexpr int kMaxUsers = 64;
+
+struct Figures
+{
+    std::vector<double> ms[KindCount];
+    int errors[KindCount] = {};
+    QString firstError;
+};
+
+struct Reply
+{
+    bool ok = false;
+    long status = 0;
+    QByteArray body;
+};
+
+QJsonObject envelope(const QJsonObject& method)
+{
+    return QJsonObject{{QStringLiteral("cmd"), QStringLiteral("cloudDisk")},
+                       {QStringLiteral("orgin_token"), QStringLiteral("mq_token_user")},
+                       {QStringLiteral("data"), method}};
+}
 
 QByteArray compact(const QJsonObject& o)
 {
     return QJsonDocument(o).toJson(QJsonDocument::Compact);
 }
 
-QJsonObject envelope(const QJsonObject& method)
+// Where the clients go: the one instance, or the front.
+struct Target
 {
-    return QJsonObject{{"cmd", "cloudDisk"}, {"orgin_token", "mq_token_user"}, {"data", method}};
-}
+    std::string base;
+    // The certificate an https front must chain to.
+    QByteArray caFile;
+    bool reconnect = false;
+};
 
-int codeOf(const Reply& r)
+class Client
 {
-    return r.status == 200 ? QJsonDocument::fromJson(r.body).object().value("code").toInt(-1) : -1;
-}
+public:
+    Client(int index, const Target& target, Figures* figures)
+        : m_target(target)
+        , m_from("127.1." + std::to_string(1 + index / 250) + "." + std::to_string(1 + index % 250))
+        , m_index(index)
+        , m_figures(figures)
+        , m_random(quint32(index + 1))
+        , m_curl(curl_easy_init())
+    {
+    }
+    ~Client() { curl_easy_cleanup(m_curl); }
+    Client(const Client&) = delete;
+    Client& operator=(const Client&) = delete;
 
-enum Kind { List, Ticket, Upload, Download, Kinds };
-const char* const kKindNames[Kinds] = {"list", "upload ticket", "upload", "download"};
+    // Signs in, tells `signedIn`, waits for `go`, then runs rounds until
+    // `stop`.
+    void run(std::atomic<int>& signedIn, const std::atomic<bool>& go, const std::atomic<bool>& stop)
+    {
+        const int user = m_index % kMaxUsers;
+        const QJsonObject login = timed(Login, http::kLoginPath,
+                                        compact(QJsonObject{{QStringLiteral("name"), QStringLiteral("load%1").arg(user)},
+                                                            {QStringLiteral("password"), QStringLiteral("load-pass")}}));
+        m_token = login.value(QLatin1String("token")).toString().toLatin1();
+        m_userId = qint64(login.value(QLatin1String("userId")).toDouble(-1));
+        ++signedIn;
+        while (!go)
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        if (m_token.isEmpty())
+            return;
+        for (int round = 0; !stop; ++round)
+            cycle(round);
+    }
 
-struct Figures
-{
-    std::vector<double> ms[Kinds];
-    int errors[Kinds] = {};
+private:
+    // One POST from this client's address, on its kept connection (a new
+    // one with --reconnect).
+    Reply post(const char* path, const QByteArray& body, bool signedIn, const QByteArray& envelopeHeader = {})
+    {
+        Reply reply;
+        if (!m_curl)
+            return reply;
+        curl_easy_reset(m_curl);
+        curl_slist* headers = nullptr;
+        headers = curl_slist_append(headers, envelopeHeader.isEmpty() ? "Content-Type: application/json"
+                                                                       : "Content-Type: application/octet-stream");
+        headers = curl_slist_append(headers, envelopeHeader.isEmpty() ? "Expect:" : "Expect: 100-continue");
+        if (signedIn)
+            headers = curl_slist_append(headers, ("Authorization: Bearer " + m_token).constData());
+        if (!envelopeHeader.isEmpty())
+            headers = curl_slist_append(headers, (QByteArray(http::kEnvelopeHeader) + ": " + envelopeHeader).constData());
+        const std::string url = m_target.base + path;
+        curl_easy_setopt(m_curl, CURLOPT_URL, url.c_str());
+        curl_easy_setopt(m_curl, CURLOPT_PROXY, "");
+        curl_easy_setopt(m_curl, CURLOPT_INTERFACE, m_from.c_str());
+        if (!m_target.caFile.isEmpty())
+            curl_easy_setopt(m_curl, CURLOPT_CAINFO, m_target.caFile.constData());
+        curl_easy_setopt(m_curl, CURLOPT_NOSIGNAL, 1L);
+        if (m_target.reconnect)
+            curl_easy_setopt(m_curl, CURLOPT_FORBID_REUSE, 1L);
+        curl_easy_setopt(m_curl, CURLOPT_TCP_NODELAY, 1L);
+        // Sign-ins are slow on purpose and many at once queue for the hashing
+        // threads: the figures show how long, rather than cut them off.
+        curl_easy_setopt(m_curl, CURLOPT_TIMEOUT, 300L);
+        curl_easy_setopt(m_curl, CURLOPT_POST, 1L);
+        curl_easy_setopt(m_curl, CURLOPT_HTTPHEADER, headers);
+        curl_easy_setopt(m_curl, CURLOPT_POSTFIELDSIZE_LARGE, curl_off_t(body.size()));
+        curl_easy_setopt(m_curl, CURLOPT_POSTFIELDS, body.constData());
+        curl_easy_setopt(m_curl, CURLOPT_WRITEFUNCTION, +[](char* data, size_t, size_t n, void* out) {
+            static_cast<QByteArray*>(out)->append(data, int(n));
+            return n;
+        });
+        curl_easy_setopt(m_curl, CURLOPT_WRITEDATA, &reply.body);
+        reply.ok = curl_easy_perform(m_curl) == CURLE_OK;
+        curl_easy_getinfo(m_curl, CURLINFO_RESPONSE_CODE, &reply.status);
+        curl_slist_free_all(headers);
+        return reply;
+    }
+
+    void cycle(int round)
+    {
+        const QJsonObject tree = timed(List, http::kRequestPath,
+                                       compact(envelope({{QStringLiteral("method"), QStringLiteral("personcloudgetfiledirforclouddisk")},
+                                                         {QStringLiteral("mqid"), double(m_userId)},
+                                                         {QStringLiteral("data"), QJsonObject()}})));
+        const QString root = tree.value(QLatin1String("data")).toObject().value(QLatin1String("data")).toArray()
+                                 .first().toObject().value(QLatin1String("wjjid")).toString();
+        if (root.isEmpty())
+            return;
+        const int size = 1024 + int(m_random.bounded(15 * 1024 + 1));
+        const QString name = QStringLiteral("c%1-%2.GCFG").arg(m_index).arg(round % 8);
+        const QString mqid = QString::number(m_userId);
+        const QJsonObject item{{QStringLiteral("wjm"), name},
+                               {QStringLiteral("pid"), root},
+                               {QStringLiteral("wjdx"), size},
+                               {QStringLiteral("ext"), QStringLiteral(".GCFG")}};
+        const QJsonObject info = timed(Ticket, http::kRequestPath,
+                                       compact(envelope({{QStringLiteral("method"), QStringLiteral("personclouduploadinfoforclouddisk")},
+                                                         {QStringLiteral("mqid"), mqid},
+                                                         {QStringLiteral("pid"), root},
+                                                         {QStringLiteral("data"), QJsonArray{item}}})));
+        const QJsonObject t = info.value(QLatin1String("data")).toObject();
+        if (t.isEmpty())
+            return;
+        const QJsonObject file = envelope({{QStringLiteral("method"), QStringLiteral("personclouduploadfileinfoforclouddisk")},
+                                           {QStringLiteral("sclj"), t.value(QLatin1String("sclj"))},
+                                           {QStringLiteral("filePath"), QString()},
+                                           {QStringLiteral("wjjwybs"), t.value(QLatin1String("wjjwybs"))},
+                                           {QStringLiteral("pid"), t.value(QLatin1String("pid"))},
+                                           {QStringLiteral("wjdx"), t.value(QLatin1String("wjdx"))},
+                                           {QStringLiteral("ext"), t.value(QLatin1String("ext"))},
+                                           {QStringLiteral("mqid"), mqid},
+                                           {QStringLiteral("SFFG"), QStringLiteral("1")},
+                                           {QStringLiteral("SFFX"), QStringLiteral("1")},
+                                           {QStringLiteral("wjm"), t.value(QLatin1String("wjm"))},
+                                           {QStringLiteral("data"), QJsonObject()}});
+        QByteArray contents(size, Qt::Uninitialized);
+        for (int i = 0; i < size; ++i)
+            contents[i] = char(m_random.generate());
+        const QJsonObject stored = timed(Upload, http::kUploadPath, contents, http::encodeEnvelopeHeader(file));
+        const QString xzlj = stored.value(QLatin1String("data")).toObject().value(QLatin1String("xzlj")).toString();
+        if (xzlj.isEmpty())
+            return;
+        QElapsedTimer timer;
+        timer.start();
+        const Reply got = post(http::kDownloadPath,
+                               compact(envelope({{QStringLiteral("method"), QStringLiteral("personclouddownloadfileforclouddisk")},
+                                                 {QStringLiteral("fileName"), name},
+                                                 {QStringLiteral("filePath"), QString()},
+                                                 {QStringLiteral("Iscover"), QStringLiteral("0")},
+                                                 {QStringLiteral("xzlj"), xzlj},
+                                                 {QStringLiteral("data"), QJsonObject()}})),
+                               true);
+        const bool same = got.ok && got.status == 200 && got.body == contents;
+        record(Download, double(timer.nsecsElapsed()) / 1e6, same,
+               same ? QString() : QStringLiteral("download: HTTP %1 %2").arg(got.status).arg(QString::fromUtf8(got.body.left(120))));
+    }
+
+    // One JSON request, timed and recorded; its answer.
+    QJsonObject timed(Kind kind, const char* path, const QByteArray& body, const QByteArray& envelopeHeader = {})
+    {
+        QElapsedTimer timer;
+        timer.start();
+        const Reply r = post(path, body, kind != Login, envelopeHeader);
+        const QJsonObject answer = QJsonDocument::fromJson(r.body).object();
+        const bool ok = r.ok && answer.value(QLatin1String("code")).toInt(-1) == 0;
+        record(kind, double(timer.nsecsElapsed()) / 1e6, ok,
+               ok ? QString()
+                  : QStringLiteral("%1: %2 HTTP %3 %4")
+                        .arg(QLatin1String(kKindNames[kind]))
+                        .arg(r.ok ? QStringLiteral("answered") : QStringLiteral("no answer"))
+                        .arg(r.status)
+                        .arg(QString::fromUtf8(r.body.left(120))));
+        return answer;
+    }
+
+    void record(Kind kind, double ms, bool ok, const QString& error)
+    {
+        m_figures->ms[kind].push_back(ms);
+        if (!ok) {
+            ++m_figures->errors[kind];
+            if (m_figures->firstError.isEmpty())
+                m_figures->firstError = error;
+        }
+    }
+
+    const Target& m_target;
+    std::string m_from;
+    int m_index;
+    Figures* m_figures;
+    QRandomGenerator m_random;
+    CURL* m_curl;
+    QByteArray m_token;
+    qint64 m_userId = -1;
 };
 
 double percentile(std::vector<double> v, double p)
@@ -70,194 +256,182 @@ double percentile(std::vector<double> v, double p)
     if (v.empty())
         return 0;
     std::sort(v.begin(), v.end());
-    return v[std::min(v.size() - 1, size_t(p * double(v.size())))];
+    return v[std::min(v.size() - 1, size_t(p * double(v.size() - 1) + 0.5))];
+}
+
+QByteArray loadAverage()
+{
+    QFile f(QStringLiteral("/proc/loadavg"));
+    return f.open(QIODevice::ReadOnly) ? f.readAll().left(14).trimmed() : QByteArray("?");
+}
+
+// What /proc says of each instance at one moment.
+struct ServerState
+{
+    QVector<int> fds;
+    QVector<qint64> rssKb;
+};
+
+ServerState stateOf(const std::vector<std::unique_ptr<cloudtest::Server>>& servers)
+{
+    ServerState s;
+    for (const auto& server : servers) {
+        const QString pid = QString::number(server->pid());
+        s.fds << benchserver::openFiles(pid);
+        s.rssKb << benchserver::procStatusKb(pid, "VmRSS");
+    }
+    return s;
 }
 
 } // namespace
 
-int run(int clients, int instances, bool postgres, int seconds)
+int run(const Options& options)
 {
+    if (options.instances > 1 && !options.postgres) {
+        std::fprintf(stderr, "bench_cloud: several instances share their records in PostgreSQL: use --db postgresql\n");
+        return 2;
+    }
     curl_global_init(CURL_GLOBAL_DEFAULT);
-    QTemporaryDir data;
-    Postgres pg;
+    QTemporaryDir scratch(options.scratch + QStringLiteral("/bench_cloud_load-XXXXXX"));
+    if (!scratch.isValid()) {
+        std::fprintf(stderr, "bench_cloud: no scratch folder\n");
+        return 1;
+    }
+    const QString data = scratch.path() + QStringLiteral("/server");
+    clustersupport::Postgres pg;
     QString db;
-    if (postgres) {
+    if (options.postgres) {
         if (!pg.start() || !pg.createDatabase(QStringLiteral("bench"))) {
             std::fprintf(stderr, "bench_cloud: PostgreSQL: %s\n", qPrintable(pg.why()));
             return 1;
         }
         db = pg.url(QStringLiteral("bench"));
-    } else if (instances > 1) {
-        std::fprintf(stderr, "bench_cloud: several instances share their records in PostgreSQL: use --db postgresql\n");
-        return 2;
     }
-    QVector<qint64> users;
-    QVector<QString> roots;
+    const int users = std::min(options.clients, kMaxUsers);
     {
         QString error;
-        auto service = clouddisk::Service::open(data.path(), db, &error);
+        auto service = clouddisk::Service::open(data, db, &error);
+        for (int i = 0; service && i < users; ++i) {
+            if (service->addUser(QStringLiteral("load%1").arg(i), QStringLiteral("load-pass")) < 0)
+                service.reset();
+        }
         if (!service) {
-            std::fprintf(stderr, "bench_cloud: %s\n", qPrintable(error));
+            std::fprintf(stderr, "bench_cloud: cannot make the users %s\n", qPrintable(error));
             return 1;
         }
-        for (int u = 0; u < kUsers; ++u) {
-            users << service->addUser(QStringLiteral("user%1").arg(u), QStringLiteral("pw%1").arg(u));
-            roots << QString::number(service->personalRoot(users.last()));
-        }
     }
-    const QStringList dbArgs = db.isEmpty() ? QStringList() : QStringList{QStringLiteral("--db"), db};
+    QStringList serverArgs = db.isEmpty() ? QStringList() : QStringList{QStringLiteral("--db"), db};
     std::vector<std::unique_ptr<cloudtest::Server>> servers;
-    for (int i = 0; i < instances; ++i) {
-        servers.push_back(std::make_unique<cloudtest::Server>(data.path(), dbArgs));
+    for (int i = 0; i < options.instances; ++i) {
+        servers.push_back(std::make_unique<cloudtest::Server>(data, serverArgs));
         if (!servers.back()->start()) {
-            std::fprintf(stderr, "bench_cloud: clouddiskd did not start\n");
+            std::fprintf(stderr, "bench_cloud: clouddiskd did not start: %s\n", servers.back()->errors().constData());
             return 1;
         }
     }
-    QByteArray base = "http://127.0.0.1:" + QByteArray::number(servers.front()->port());
-    QString ca;
+    Target target;
+    target.reconnect = options.reconnect;
+    target.base = "http://127.0.0.1:" + std::to_string(servers.front()->port());
     QTemporaryDir certs;
-    Nginx front;
-    if (instances > 1) {
+    clustersupport::Nginx front;
+    if (options.instances > 1) {
         QString why;
-        QFile f(QStringLiteral(PFD_SOURCE_DIR "/deploy/nginx.conf"));
-        if (!makeCertificate(certs.path(), &why) || !f.open(QIODevice::ReadOnly)) {
+        if (!clustersupport::makeCertificate(certs.path(), &why)) {
             std::fprintf(stderr, "bench_cloud: %s\n", qPrintable(why));
             return 1;
         }
-        QString site = QString::fromUtf8(f.readAll());
-        QString upstreams;
+        QList<int> ports;
         for (const auto& s : servers)
-            upstreams += QStringLiteral("    server 127.0.0.1:%1 max_fails=1 fail_timeout=10s;\n").arg(s->port());
-        site.replace(QRegularExpression(QStringLiteral("    server 127\\.0\\.0\\.1:876\\d[^\n]*\n")), QString());
-        site.replace(QStringLiteral("    keepalive 64;"), upstreams + QStringLiteral("    keepalive 64;"));
-        const int port = freePort();
-        site.replace(QStringLiteral("listen 443 ssl;"), QStringLiteral("listen 127.0.0.1:%1 ssl;").arg(port));
-        ca = certs.path() + QStringLiteral("/cert.pem");
-        site.replace(QStringLiteral("/etc/clouddisk/tls/cert.pem"), ca);
-        site.replace(QStringLiteral("/etc/clouddisk/tls/key.pem"), certs.path() + QStringLiteral("/key.pem"));
-        if (!front.start(site, port)) {
+            ports << s->port();
+        const int port = clustersupport::freePort();
+        if (!front.start(clustersupport::frontSite(QStringLiteral(PFD_SOURCE_DIR "/deploy/nginx.conf"), ports, port,
+                                                   certs.path()),
+                         port)) {
             std::fprintf(stderr, "bench_cloud: nginx: %s\n", qPrintable(front.why()));
             return 1;
         }
-        base = "https://127.0.0.1:" + QByteArray::number(port);
+        target.base = "https://127.0.0.1:" + std::to_string(port);
+        target.caFile = QFile::encodeName(certs.path() + QStringLiteral("/cert.pem"));
     }
+    const ServerState before = stateOf(servers);
+    std::printf("bench_cloud --clients %d --instances %d --db %s: %d s of load on %s%s (%d users, each client from "
+                "its own 127.1.x.y, %s), %d cores, load average %s\n",
+                options.clients, options.instances, options.postgres ? "postgresql" : "sqlite", options.seconds,
+                target.base.c_str(), options.instances > 1 ? " (nginx with deploy/nginx.conf)" : "", users,
+                options.reconnect ? "a new connection per request" : "one kept connection each",
+                QThread::idealThreadCount(), loadAverage().constData());
 
-    // One sign-in per user; its hosts share the session.
-    QVector<QByteArray> tokens;
-    {
-        Client c(base, ca);
-        for (int u = 0; u < kUsers; ++u) {
-            const Reply r = c.post(QByteArray(http::kLoginPath),
-                                   compact({{"name", QStringLiteral("user%1").arg(u)}, {"password", QStringLiteral("pw%1").arg(u)}}),
-                                   {}, http::kJsonType);
-            tokens << "Authorization: Bearer " + QJsonDocument::fromJson(r.body).object().value("token").toString().toUtf8();
-        }
-    }
-
-    std::printf("load: %d hosts, %d clouddiskd (%s)%s, %d s; each lists, uploads 1-16 KB and downloads it back\n",
-                clients, instances, postgres ? "PostgreSQL" : "SQLite",
-                instances > 1 ? " behind nginx (TLS, deploy/nginx.conf)" : ", reached directly", seconds);
-    QMutex mutex;
-    Figures all;
-    std::atomic<bool> stop{false};
-    std::vector<std::thread> hosts;
-    for (int h = 0; h < clients; ++h) {
-        hosts.emplace_back([&, h] {
-            Figures mine;
-            Client c(base, ca);
-            const int u = h % kUsers;
-            const QByteArray& token = tokens[u];
-            const QString mqid = QString::number(users[u]);
-            QRandomGenerator random(quint32(h + 1));
-            QElapsedTimer t;
-            for (int i = 0; !stop; ++i) {
-                const auto timed = [&](Kind kind, const std::function<bool()>& request) {
-                    t.start();
-                    const bool ok = request();
-                    mine.ms[kind].push_back(double(t.nsecsElapsed()) / 1e6);
-                    if (!ok)
-                        ++mine.errors[kind];
-                    return ok;
-                };
-                timed(List, [&] {
-                    return codeOf(c.post(http::kRequestPath,
-                                         compact(envelope({{"method", "personcloudgetfiledirforclouddisk"},
-                                                           {"mqid", double(users[u])}, {"data", QJsonObject()}})),
-                                         {token}, http::kJsonType))
-                           == 0;
-                });
-                const QString name = QStringLiteral("h%1-%2.GCFG").arg(h).arg(i % 8);
-                const QByteArray contents(1024 + int(random.bounded(15 * 1024)), char('a' + i % 26));
-                QJsonObject ticket;
-                const bool ticketOk = timed(Ticket, [&] {
-                    const QJsonObject item{{"wjm", name}, {"pid", roots[u]}, {"wjdx", double(contents.size())}, {"ext", ".GCFG"}};
-                    const Reply r = c.post(http::kRequestPath,
-                                           compact(envelope({{"method", "personclouduploadinfoforclouddisk"},
-                                                             {"mqid", mqid}, {"pid", roots[u]}, {"data", QJsonArray{item}}})),
-                                           {token}, http::kJsonType);
-                    ticket = QJsonDocument::fromJson(r.body).object().value("data").toObject();
-                    return codeOf(r) == 0;
-                });
-                if (!ticketOk)
-                    continue;
-                QString xzlj;
-                const bool uploaded = timed(Upload, [&] {
-                    const QJsonObject file = envelope({{"method", "personclouduploadfileinfoforclouddisk"},
-                                                       {"sclj", ticket.value("sclj")}, {"filePath", "/tmp/x"},
-                                                       {"wjjwybs", ticket.value("wjjwybs")}, {"pid", ticket.value("pid")},
-                                                       {"wjdx", ticket.value("wjdx")}, {"ext", ticket.value("ext")},
-                                                       {"mqid", mqid}, {"SFFG", "1"}, {"SFFX", "1"},
-                                                       {"wjm", ticket.value("wjm")}, {"data", QJsonObject()}});
-                    const Reply r = c.post(http::kUploadPath, contents,
-                                           {token, QByteArray(http::kEnvelopeHeader) + ": " + http::encodeEnvelopeHeader(file)},
-                                           http::kContentsType);
-                    xzlj = QJsonDocument::fromJson(r.body).object().value("data").toObject().value("xzlj").toString();
-                    return codeOf(r) == 0;
-                });
-                if (!uploaded)
-                    continue;
-                timed(Download, [&] {
-                    const Reply r = c.post(http::kDownloadPath,
-                                           compact(envelope({{"method", "personclouddownloadfileforclouddisk"},
-                                                             {"fileName", name}, {"filePath", "/tmp/x"}, {"Iscover", "0"},
-                                                             {"xzlj", xzlj}, {"data", QJsonObject()}})),
-                                           {token}, http::kJsonType);
-                    return r.status == 200 && r.type == http::kContentsType && r.body == contents;
-                });
-            }
-            QMutexLocker lock(&mutex);
-            for (int k = 0; k < Kinds; ++k) {
-                all.ms[k].insert(all.ms[k].end(), mine.ms[k].begin(), mine.ms[k].end());
-                all.errors[k] += mine.errors[k];
-            }
-        });
-    }
+    std::vector<Figures> figures(size_t(options.clients));
+    std::atomic<bool> go{false}, stop{false};
+    std::atomic<int> signedIn{0};
+    std::vector<std::thread> threads;
     QElapsedTimer wall;
     wall.start();
-    std::this_thread::sleep_for(std::chrono::seconds(seconds));
+    for (int i = 0; i < options.clients; ++i) {
+        threads.emplace_back([&, i] {
+            Client client(i, target, &figures[size_t(i)]);
+            client.run(signedIn, go, stop);
+        });
+    }
+    // All sign in at once first; the timed rounds start when all have.
+    while (signedIn < options.clients)
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    const double signInSeconds = double(wall.nsecsElapsed()) / 1e9;
+    wall.start();
+    go = true;
+    // Warm: every thread of the servers has opened what it keeps open (its
+    // records' connection); growth from here on would be per client.
+    const auto warmUp = std::chrono::milliseconds(std::min(3000, options.seconds * 1000 / 4));
+    std::this_thread::sleep_for(warmUp);
+    const ServerState warm = stateOf(servers);
+    std::this_thread::sleep_for(std::chrono::milliseconds(options.seconds * 1000) - warmUp);
     stop = true;
-    for (std::thread& t : hosts)
+    for (std::thread& t : threads)
         t.join();
-    const double elapsed = double(wall.nsecsElapsed()) / 1e9;
-    std::vector<double> every;
+    const double seconds = double(wall.nsecsElapsed()) / 1e9;
+    // Connections the clients closed are gone once the servers noticed
+    // (behind the front, its kept connections to them stay).
+    std::this_thread::sleep_for(std::chrono::seconds(1));
+    const ServerState after = stateOf(servers);
+
+    Figures all;
+    for (const Figures& f : figures) {
+        for (int k = 0; k < KindCount; ++k) {
+            all.ms[k].insert(all.ms[k].end(), f.ms[k].begin(), f.ms[k].end());
+            all.errors[k] += f.errors[k];
+        }
+        if (all.firstError.isEmpty())
+            all.firstError = f.firstError;
+    }
+    std::vector<double> rounds;
     int errors = 0;
-    for (int k = 0; k < Kinds; ++k) {
-        std::printf("  %-14s %7zu requests  p50 %7.1f ms  p99 %7.1f ms  errors %d\n", kKindNames[k], all.ms[k].size(),
-                    percentile(all.ms[k], 0.5), percentile(all.ms[k], 0.99), all.errors[k]);
-        every.insert(every.end(), all.ms[k].begin(), all.ms[k].end());
+    for (int k = 0; k < KindCount; ++k) {
+        if (k != Login)
+            rounds.insert(rounds.end(), all.ms[k].begin(), all.ms[k].end());
         errors += all.errors[k];
     }
-    std::printf("  all            %7.0f requests/s  p50 %7.1f ms  p99 %7.1f ms  errors %d  (load average %s)\n",
-                double(every.size()) / elapsed, percentile(every, 0.5), percentile(every, 0.99), errors,
-                qPrintable(loadAverage()));
-    return errors == 0 ? 0 : 1;
-}
-
-QString loadAverage()
-{
-    QFile f(QStringLiteral("/proc/loadavg"));
-    return f.open(QIODevice::ReadOnly) ? QString::fromLatin1(f.readAll()).section(QLatin1Char(' '), 0, 2) : QString();
+    std::printf("  all %d signed in at once within %.1f s; then %d s of rounds:\n", options.clients, signInSeconds,
+                options.seconds);
+    std::printf("  %-14s %8s %10s %10s %8s\n", "request", "count", "p50 ms", "p99 ms", "errors");
+    for (int k = 0; k < KindCount; ++k) {
+        std::printf("  %-14s %8zu %10.1f %10.1f %8d\n", kKindNames[k], all.ms[k].size(), percentile(all.ms[k], 0.5),
+                    percentile(all.ms[k], 0.99), all.errors[k]);
+    }
+    std::printf("  %-14s %8zu %10.1f %10.1f\n", "rounds", rounds.size(), percentile(rounds, 0.5),
+                percentile(rounds, 0.99));
+    std::printf("  %.0f requests/s (rounds only) over %.1f s; errors %d (%s); load average %s\n",
+                double(rounds.size()) / seconds, seconds, errors, errors == 0 ? "MET" : "MISSED",
+                loadAverage().constData());
+    if (!all.firstError.isEmpty())
+        std::printf("  first error: %s\n", qPrintable(all.firstError));
+    for (size_t i = 0; i < servers.size(); ++i) {
+        const int k = int(i);
+        std::printf("  clouddiskd %d: fds %d before, %d warm, %d after (%s: flat), RSS %.1f before, %.1f warm, "
+                    "%.1f after MB\n",
+                    k + 1, before.fds[k], warm.fds[k], after.fds[k], after.fds[k] <= warm.fds[k] + 4 ? "MET" : "MISSED",
+                    double(before.rssKb[k]) / 1024.0, double(warm.rssKb[k]) / 1024.0, double(after.rssKb[k]) / 1024.0);
+    }
+    return 0;
 }
 
 } // namespace cloudload

@@ -17,7 +17,10 @@ packages=(cmake g++ make qtbase5-dev qtbase5-dev-tools libqt5svg5-dev libqt5sql5
           # records (the server, and Qt SQL's driver for it), nginx as the
           # front; the tests start both themselves, and make certificates
           # with openssl
-          postgresql libqt5sql5-psql nginx openssl)
+          postgresql libqt5sql5-psql nginx openssl
+          # the full-disk tests give clouddiskd a small tmpfs in a mount
+          # namespace (unshare)
+          util-linux)
 # --sanitize: the sanitizer and fuzzing build (clang, its sanitizer and
 # libFuzzer runtimes, llvm-symbolizer for readable reports).
 if [ "${1:-}" = "--sanitize" ]; then

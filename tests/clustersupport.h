@@ -573,6 +573,29 @@ private:
     QString m_why;
 };
 
+// ---- the front ------------------------------------------------------------------
+
+// The repository's front configuration (deploy/nginx.conf, read from
+// `deployFile`) with these instances, this listening port and the
+// certificate and key in `certDir`. Empty when the file cannot be read.
+inline QString frontSite(const QString& deployFile, const QList<int>& instancePorts, int frontPort,
+                         const QString& certDir)
+{
+    QFile f(deployFile);
+    if (!f.open(QIODevice::ReadOnly))
+        return QString();
+    QString s = QString::fromUtf8(f.readAll());
+    QString upstreams;
+    for (int port : instancePorts)
+        upstreams += QStringLiteral("    server 127.0.0.1:%1 max_fails=1 fail_timeout=10s;\n").arg(port);
+    s.replace(QRegularExpression(QStringLiteral("    server 127\\.0\\.0\\.1:876\\d[^\n]*\n")), QString());
+    s.replace(QStringLiteral("    keepalive 64;"), upstreams + QStringLiteral("    keepalive 64;"));
+    s.replace(QStringLiteral("listen 443 ssl;"), QStringLiteral("listen 127.0.0.1:%1 ssl;").arg(frontPort));
+    s.replace(QStringLiteral("/etc/clouddisk/tls/cert.pem"), certDir + QStringLiteral("/cert.pem"));
+    s.replace(QStringLiteral("/etc/clouddisk/tls/key.pem"), certDir + QStringLiteral("/key.pem"));
+    return s;
+}
+
 // ---- certificates -----------------------------------------------------------------
 
 // A self-signed certificate for 127.0.0.1 and localhost, made with the

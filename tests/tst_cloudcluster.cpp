@@ -140,16 +140,8 @@ private:
     // deploy/nginx.conf with this test's instances, port and certificate.
     QString site() const
     {
-        QFile f(QStringLiteral(PFD_SOURCE_DIR "/deploy/nginx.conf"));
-        if (!f.open(QIODevice::ReadOnly))
-            return QString();
-        QString s = QString::fromUtf8(f.readAll());
-        s.replace(QStringLiteral("127.0.0.1:8765"), QStringLiteral("127.0.0.1:%1").arg(m_a->port()));
-        s.replace(QStringLiteral("127.0.0.1:8766"), QStringLiteral("127.0.0.1:%1").arg(m_b->port()));
-        s.replace(QStringLiteral("listen 443 ssl;"), QStringLiteral("listen 127.0.0.1:%1 ssl;").arg(m_frontPort));
-        s.replace(QStringLiteral("/etc/clouddisk/tls/cert.pem"), ca());
-        s.replace(QStringLiteral("/etc/clouddisk/tls/key.pem"), m_certs.path() + QStringLiteral("/key.pem"));
-        return s;
+        return frontSite(QStringLiteral(PFD_SOURCE_DIR "/deploy/nginx.conf"), {m_a->port(), m_b->port()}, m_frontPort,
+                         m_certs.path());
     }
 
 private slots:
@@ -239,9 +231,7 @@ private slots:
 
     void dialogOpensAndSavesThroughTheFront()
     {
-        // The transport learns to trust the front's own certificate
-        // (PFD_CLOUD_CA) with the TLS work on the server side.
-        QSKIP("the host's transport does not read PFD_CLOUD_CA yet");
+        // The host trusts the front's own certificate through PFD_CLOUD_CA.
         QTemporaryDir home;
         cloudscript::useHome(home);
         testsupport::AppDir app;
