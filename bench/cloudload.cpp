@@ -321,6 +321,9 @@ int run(const Options& options)
         }
     }
     QStringList serverArgs = db.isEmpty() ? QStringList() : QStringList{QStringLiteral("--db"), db};
+    // Behind the front, as deploy/nginx.conf says to start them.
+    if (options.instances > 1)
+        serverArgs << QStringLiteral("--trusted-proxy") << QStringLiteral("127.0.0.1");
     std::vector<std::unique_ptr<cloudtest::Server>> servers;
     for (int i = 0; i < options.instances; ++i) {
         servers.push_back(std::make_unique<cloudtest::Server>(data, serverArgs));

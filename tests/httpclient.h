@@ -22,10 +22,12 @@ class Client
 {
 public:
     // base: "http://127.0.0.1:8765"; caFile: the certificate an https
-    // server must chain to.
-    explicit Client(QByteArray base, QString caFile = QString())
+    // server must chain to; from: the loopback address to speak from
+    // (another machine, as far as the server can tell).
+    explicit Client(QByteArray base, QString caFile = QString(), QByteArray from = QByteArray())
         : m_base(std::move(base))
         , m_ca(std::move(caFile))
+        , m_from(std::move(from))
         , m_curl(curl_easy_init())
     {
     }
@@ -45,6 +47,8 @@ public:
         const QByteArray url = m_base + path;
         curl_easy_setopt(m_curl, CURLOPT_URL, url.constData());
         curl_easy_setopt(m_curl, CURLOPT_PROXY, "");
+        if (!m_from.isEmpty())
+            curl_easy_setopt(m_curl, CURLOPT_INTERFACE, m_from.constData());
         curl_easy_setopt(m_curl, CURLOPT_NOSIGNAL, 1L);
         curl_easy_setopt(m_curl, CURLOPT_TIMEOUT, 60L);
         if (!m_ca.isEmpty())
@@ -81,6 +85,7 @@ public:
 private:
     QByteArray m_base;
     QString m_ca;
+    QByteArray m_from;
     CURL* m_curl;
 };
 

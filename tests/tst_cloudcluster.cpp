@@ -21,6 +21,7 @@
 #include "zBaseLineEdit.h"
 #include "zFileDialogUi.h"
 
+#include <QElapsedTimer>
 #include <QMutex>
 #include <QRandomGenerator>
 #include <QSet>
@@ -41,8 +42,8 @@ using httpclient::Reply;
 class Client : public httpclient::Client
 {
 public:
-    explicit Client(const QString& base, const QString& caFile = QString())
-        : httpclient::Client(base.toUtf8(), caFile)
+    explicit Client(const QString& base, const QString& caFile = QString(), const QByteArray& from = QByteArray())
+        : httpclient::Client(base.toUtf8(), caFile, from)
     {
     }
 
@@ -134,7 +135,10 @@ private:
     QString ca() const { return m_certs.path() + QStringLiteral("/cert.pem"); }
     std::unique_ptr<Server> instance()
     {
-        auto s = std::make_unique<Server>(m_data.path(), QStringList{QStringLiteral("--db"), m_db});
+        // The front names each host in X-Forwarded-For.
+        auto s = std::make_unique<Server>(m_data.path(), QStringList{QStringLiteral("--db"), m_db,
+                                                                     QStringLiteral("--trusted-proxy"),
+                                                                     QStringLiteral("127.0.0.1")});
         return s->start() ? std::move(s) : nullptr;
     }
     // deploy/nginx.conf with this test's instances, port and certificate.
@@ -227,6 +231,23 @@ private slots:
         QCOMPARE(front.upload(token, m_alice, m_aliceRoot, QStringLiteral("front.GCFG"), contents).value("code").toInt(-1), 0);
         const QJsonObject node = childrenByName(front.request(token, personalTree(m_alice))).value("front.GCFG");
         QCOMPARE(front.download(token, node), contents);
+    }
+
+    void hostsBehindTheFrontAreToldApart()
+    {
+        // One host guesses at names through the front: each instance sees
+        // four of its eight failures and slows it (0, 0.5, 1, 2 s)...
+        Client guesser(frontUrl(), ca(), "127.1.0.1");
+        for (int i = 0; i < 8; ++i)
+            QVERIFY(guesser.login(QStringLiteral("guess%1").arg(i), QStringLiteral("x")).isEmpty());
+        // ... while another host signs in through it at once, though the
+        // instances see both come from the front's address (they would make
+        // it wait 4 s if they could not tell them apart).
+        Client colleague(frontUrl(), ca(), "127.1.0.2");
+        QElapsedTimer t;
+        t.start();
+        QVERIFY(!colleague.login(QStringLiteral("alice"), QStringLiteral("alice-pw")).isEmpty());
+        QVERIFY2(t.elapsed() < 2500, qPrintable(QString::number(t.elapsed())));
     }
 
     void dialogOpensAndSavesThroughTheFront()

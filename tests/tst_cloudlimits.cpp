@@ -7,6 +7,7 @@
 #include "rawsocketsupport.h"
 
 #include "CloudHttp_p.h"
+#include "ClientAddress.h"
 #include "CloudTransport.h"
 #include "LoginDesk.h"
 #include "LoginThrottle.h"
@@ -24,6 +25,7 @@
 #include <vector>
 
 using namespace cloudtest;
+using clouddiskd::addressBytes;
 using clouddiskd::LoginDesk;
 using clouddiskd::LoginThrottle;
 
@@ -405,6 +407,96 @@ private slots:
         QCOMPARE(codeOf(rawsocket::exchange(server->port(), rawsocket::post("/clouddisk", "{}"), "127.0.0.6")), 1);
         for (int fd : held)
             ::close(fd);
+        QVERIFY(server->stop());
+    }
+
+    // ---- behind the front
+
+    void forwardedForIsBelievedOnlyFromTrustedProxies()
+    {
+        clouddiskd::TrustedProxies proxies;
+        QVERIFY(!proxies.add(QStringLiteral("front.example")));
+        QVERIFY(proxies.add(QStringLiteral("127.0.0.1")));
+        QVERIFY(proxies.add(QStringLiteral("10.9.0.1")));
+        const QByteArray front = addressBytes(QByteArray("127.0.0.1"));
+        const QByteArray host = addressBytes(QByteArray("10.0.0.7"));
+        QCOMPARE(host.size(), 4);
+        // The front's entry is the last; what the host wrote before it proves
+        // nothing.
+        QCOMPARE(proxies.clientOf(front, "10.0.0.7"), host);
+        QCOMPARE(proxies.clientOf(front, "6.6.6.6, 10.0.0.7"), host);
+        // Through two fronts.
+        QCOMPARE(proxies.clientOf(front, "6.6.6.6, 10.0.0.7, 10.9.0.1"), host);
+        // From anyone else, or without the header, or with nonsense in it:
+        // the connection's own address.
+        const QByteArray other = addressBytes(QByteArray("127.0.0.2"));
+        QCOMPARE(proxies.clientOf(other, "10.0.0.7"), other);
+        QCOMPARE(proxies.clientOf(front, nullptr), front);
+        QCOMPARE(proxies.clientOf(front, "unknown"), front);
+        QCOMPARE(proxies.clientOf(front, "2001:db8::5"), addressBytes(QByteArray("2001:db8::5")));
+        QCOMPARE(clouddiskd::limitKey(addressBytes(QByteArray("2001:db8::5"))),
+                 clouddiskd::limitKey(addressBytes(QByteArray("2001:db8::9"))));
+        QCOMPARE(addressBytes(QByteArray("::ffff:10.0.0.7")), host);
+    }
+
+    void aTrustedProxyHoldsAnyNumberOfConnections()
+    {
+        auto server = startServer({QStringLiteral("--per-address-limit"), QStringLiteral("2"),
+                                   QStringLiteral("--trusted-proxy"), QStringLiteral("127.0.0.3")});
+        QVERIFY(server);
+        // The front keeps many connections to an instance for its hosts.
+        std::vector<int> held;
+        for (int i = 0; i < 6; ++i) {
+            held.push_back(rawsocket::connectFrom(server->port(), "127.0.0.3"));
+            QVERIFY(held.back() >= 0);
+        }
+        QTest::qWait(200);
+        for (int fd : held) {
+            QVERIFY(rawsocket::sendAll(fd, rawsocket::post("/clouddisk", "{}")));
+            QVERIFY(!rawsocket::readAnswer(fd, 5000).isEmpty());
+        }
+        // Anyone else is still held to the limit.
+        std::vector<int> others{rawsocket::connectFrom(server->port(), "127.0.0.4"),
+                                rawsocket::connectFrom(server->port(), "127.0.0.4")};
+        QTest::qWait(200);
+        const int third = rawsocket::connectFrom(server->port(), "127.0.0.4");
+        QVERIFY(third >= 0);
+        rawsocket::sendAll(third, rawsocket::post("/clouddisk", "{}"));
+        QVERIFY(rawsocket::readAnswer(third, 3000).isEmpty());
+        ::close(third);
+        for (int fd : held)
+            ::close(fd);
+        for (int fd : others)
+            ::close(fd);
+        QVERIFY(server->stop());
+    }
+
+    void guessesThroughTheFrontAreCountedPerHost()
+    {
+        auto server = startServer({QStringLiteral("--trusted-proxy"), QStringLiteral("127.0.0.1")});
+        QVERIFY(server);
+        const int port = server->port();
+        const auto viaFront = [port](const QString& name, const QString& password, const QByteArray& host) {
+            QElapsedTimer t;
+            t.start();
+            const QJsonObject r = rawsocket::exchange(
+                port, rawsocket::post("/login", loginBody(name, password), "X-Forwarded-For: " + host + "\r\n"),
+                "127.0.0.1", 30000);
+            return std::make_pair(r.contains(QLatin1String("token")), t.elapsed());
+        };
+        // One host guesses names (waits of 0, 0.5, 1 and 2 s); its next
+        // attempt waits 4 s.
+        for (int i = 0; i < 4; ++i)
+            QVERIFY(!viaFront(QStringLiteral("guess%1").arg(i), QStringLiteral("x"), "10.0.0.1").first);
+        // Another host behind the same front signs in at once.
+        const auto bob = viaFront(QStringLiteral("bob"), QStringLiteral("b-pass"), "10.0.0.2");
+        QVERIFY(bob.first);
+        QVERIFY2(bob.second < 3000, qPrintable(QString::number(bob.second)));
+        // The guessing host is still slowed, and cannot pass for another by
+        // writing an address of its own in front of the front's.
+        const auto again = viaFront(QStringLiteral("guess9"), QStringLiteral("x"), "10.0.0.3, 10.0.0.1");
+        QVERIFY(!again.first);
+        QVERIFY2(again.second >= 3500, qPrintable(QString::number(again.second)));
         QVERIFY(server->stop());
     }
 
