@@ -327,8 +327,12 @@ int run(const Options& options)
     std::vector<std::unique_ptr<cloudtest::Server>> servers;
     for (int i = 0; i < options.instances; ++i) {
         servers.push_back(std::make_unique<cloudtest::Server>(data, serverArgs));
+        const QString log = scratch.path() + QStringLiteral("/clouddiskd-%1.log").arg(i + 1);
+        servers.back()->writeErrorsTo(log);
         if (!servers.back()->start()) {
-            std::fprintf(stderr, "bench_cloud: clouddiskd did not start: %s\n", servers.back()->errors().constData());
+            QFile f(log);
+            f.open(QIODevice::ReadOnly);
+            std::fprintf(stderr, "bench_cloud: clouddiskd did not start: %s\n", f.readAll().constData());
             return 1;
         }
     }

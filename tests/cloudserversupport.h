@@ -144,6 +144,10 @@ public:
     QString url() const { return m_url; }
     int port() const { return m_port; }
     QByteArray errors() { return m_process.readAllStandardError(); }
+    // Sends what the server writes on standard error to a file instead.
+    // For callers that run no event loop: a pipe nobody reads fills up
+    // and the server stops at its next line there.
+    void writeErrorsTo(const QString& path) { m_process.setStandardErrorFile(path); }
 
 private:
     qint64 statDisk(bool free) const

@@ -627,8 +627,13 @@ void Db::cleanLeftovers()
 // --- Transaction -----------------------------------------------------------------
 
 Transaction::Transaction(Db& db, Kind kind)
-    // PostgreSQL orders the writers of every server itself.
-    : m_lock(db.dialect() == Dialect::SQLite ? &db.writeMutex() : nullptr)
+    // One writer at a time in this process, on either engine. PostgreSQL
+    // orders the writers of different servers itself, but its serializable
+    // checks lock index pages, not rows: writers of one busy server into
+    // small tables would keep cancelling each other (even into different
+    // folders) and run out of attempts. Between servers such meetings are
+    // rare and running again settles them.
+    : m_lock(&db.writeMutex())
     , m_db(db.connection())
 {
     QSqlQuery q(m_db);
