@@ -11,8 +11,14 @@
 //     service writes the reply's bytes from its rows, parse them), embedded
 //     and over HTTP; and its parts on their own.
 //
+// With --clients N it measures load instead (cloudload.h): N concurrent
+// clients against one clouddiskd, or several behind nginx, for a fixed time.
+//
 // Prints figures and MET/MISSED beside each target; the exit code is 0
 // whatever the figures (2 for bad options, 1 when set-up fails).
+#include "benchserver.h"
+#include "cloudload.h"
+
 #include "CloudDiskService.h"
 #include "CloudTransport.h"
 #include "HostServices.h"
@@ -47,6 +53,9 @@
 #include <functional>
 #include <vector>
 
+using benchserver::procStatusKb;
+using benchserver::ServerProcess;
+
 namespace {
 
 constexpr double kMiB = 1024.0 * 1024.0;
@@ -58,21 +67,6 @@ double median(std::vector<double> v)
     std::sort(v.begin(), v.end());
     const size_t n = v.size();
     return n % 2 ? v[n / 2] : (v[n / 2 - 1] + v[n / 2]) / 2;
-}
-
-// A value in kB from /proc/<pid>/status ("VmRSS", "VmHWM").
-qint64 procStatusKb(const QString& pid, const char* key)
-{
-    QFile f(QStringLiteral("/proc/%1/status").arg(pid));
-    if (!f.open(QIODevice::ReadOnly))
-        return -1;
-    for (const QByteArray& line : f.readAll().split('\n')) {
-        if (line.startsWith(key)) {
-            const QList<QByteArray> parts = line.simplified().split(' ');
-            return parts.size() >= 2 ? parts[1].toLongLong() : -1;
-        }
-    }
-    return -1;
 }
 
 // Resets the kernel's peak-RSS mark of a process to its current RSS.
@@ -290,42 +284,6 @@ std::vector<double> timeLoopbackFloor(const QString& source, const QString& targ
     return ms;
 }
 
-class ServerProcess
-{
-public:
-    bool start(const QString& dataDir)
-    {
-        m_process.setProgram(QCoreApplication::applicationDirPath() + QStringLiteral("/clouddiskd"));
-        m_process.setArguments({QStringLiteral("--data"), dataDir, QStringLiteral("--listen"), QStringLiteral("127.0.0.1:0")});
-        m_process.start();
-        if (!m_process.waitForStarted(10000))
-            return false;
-        QByteArray out;
-        static const QRegularExpression ready(QStringLiteral("listening on (\\S+)"));
-        QDeadlineTimer deadline(20000);
-        while (!deadline.hasExpired() && m_process.waitForReadyRead(int(qMax<qint64>(1, deadline.remainingTime())))) {
-            out += m_process.readAllStandardOutput();
-            const auto m = ready.match(QString::fromUtf8(out));
-            if (m.hasMatch()) {
-                m_url = m.captured(1);
-                return true;
-            }
-        }
-        return false;
-    }
-    ~ServerProcess()
-    {
-        m_process.terminate();
-        m_process.waitForFinished(20000);
-    }
-    QString url() const { return m_url; }
-    QString pid() const { return QString::number(m_process.processId()); }
-
-private:
-    QProcess m_process;
-    QString m_url;
-};
-
 const char* verdict(bool met)
 {
     return met ? "MET" : "MISSED";
@@ -422,8 +380,38 @@ int main(int argc, char* argv[])
     const QCommandLineOption dirOption(QStringLiteral("dir"),
                                        QStringLiteral("Scratch folder (default: the temporary folder)."),
                                        QStringLiteral("PATH"), QDir::tempPath());
-    parser.addOptions({sizeOption, runsOption, nodesOption, dirOption});
+    const QCommandLineOption clientsOption(
+        QStringLiteral("clients"),
+        QStringLiteral("Load instead: N concurrent clients against clouddiskd (see --seconds)."), QStringLiteral("N"));
+    const QCommandLineOption instancesOption(
+        QStringLiteral("instances"), QStringLiteral("Load: clouddiskd instances (more than 1: behind nginx)."),
+        QStringLiteral("K"), QStringLiteral("1"));
+    const QCommandLineOption dbOption(QStringLiteral("db"), QStringLiteral("Load: the records in sqlite or postgresql."),
+                                      QStringLiteral("KIND"), QStringLiteral("sqlite"));
+    const QCommandLineOption secondsOption(QStringLiteral("seconds"),
+                                           QStringLiteral("How long the load runs (default 20)."),
+                                           QStringLiteral("S"), QStringLiteral("20"));
+    const QCommandLineOption reconnectOption(QStringLiteral("reconnect"),
+                                             QStringLiteral("Load: every request on a new connection."));
+    parser.addOptions({sizeOption, runsOption, nodesOption, dirOption, clientsOption, instancesOption, dbOption,
+                       secondsOption, reconnectOption});
     parser.process(app);
+    if (parser.isSet(clientsOption)) {
+        cloudload::Options load;
+        bool okClients = false, okInstances = false, okSeconds = false;
+        load.clients = parser.value(clientsOption).toInt(&okClients);
+        load.instances = parser.value(instancesOption).toInt(&okInstances);
+        load.seconds = parser.value(secondsOption).toInt(&okSeconds);
+        load.postgres = parser.value(dbOption) == QLatin1String("postgresql");
+        load.reconnect = parser.isSet(reconnectOption);
+        load.scratch = parser.value(dirOption);
+        if (!okClients || !okInstances || !okSeconds || load.clients <= 0 || load.instances <= 0 || load.seconds <= 0
+            || (parser.value(dbOption) != QLatin1String("sqlite") && !load.postgres)) {
+            std::fprintf(stderr, "bench_cloud: bad option\n");
+            return 2;
+        }
+        return cloudload::run(load);
+    }
     bool okSize = false, okRuns = false, okNodes = false;
     const qint64 sizeMb = parser.value(sizeOption).toLongLong(&okSize);
     const int runs = parser.value(runsOption).toInt(&okRuns);

@@ -16,7 +16,18 @@ packages=(cmake g++ make qtbase5-dev qtbase5-dev-tools libqt5svg5-dev libqt5sql5
           qttranslations5-l10n
           # HTTP: clouddiskd's server (libmicrohttpd) and the host's
           # transport to it (libcurl)
-          libmicrohttpd-dev libcurl4-openssl-dev pkg-config)
+          libmicrohttpd-dev libcurl4-openssl-dev pkg-config
+          # the cloud's password hashes (Argon2id)
+          libsodium-dev
+
+          # A team cloud on several machines: PostgreSQL for the shared
+          # records (the server, and Qt SQL's driver for it), nginx as the
+          # front; the tests start both themselves, and make certificates
+          # with openssl
+          postgresql libqt5sql5-psql nginx openssl
+          # the full-disk tests give clouddiskd a small tmpfs in a mount
+          # namespace (unshare)
+          util-linux)
 for option in "$@"; do
   case "$option" in
     # --sanitize: the sanitizer and fuzzing build (clang, its sanitizer and

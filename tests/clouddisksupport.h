@@ -3,6 +3,7 @@
 // dialog sends them, and a small cloud to run them against: two users with
 // personal files, one enterprise each, and one enterprise they share.
 #include "CloudDiskService.h"
+#include "clustersupport.h"
 
 #include <QBuffer>
 #include <QJsonArray>
@@ -133,7 +134,8 @@ struct Cloud
     explicit Cloud(const QString& dataDir = QString())
     {
         QString error;
-        service = clouddisk::Service::open(dataDir.isEmpty() ? dir.path() + "/data" : dataDir, &error);
+        const QString data = dataDir.isEmpty() ? dir.path() + "/data" : dataDir;
+        service = clustersupport::openStore(data, &error);
         QVERIFY2(service, qPrintable(error));
         alice = service->addUser("alice", "alice-pw");
         bob = service->addUser("bob", "bob-pw");

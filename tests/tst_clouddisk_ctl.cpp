@@ -17,10 +17,12 @@ struct Run
     QString err;
 };
 
-Run ctl(const QString& data, const QStringList& args)
+Run ctl(const QString& data, const QStringList& args, const QByteArray& input = QByteArray())
 {
     QProcess p;
-    p.start(CLOUDDISKCTL, QStringList{"--data", data} + args);
+    p.start(CLOUDDISKCTL, clustersupport::databaseOptions(data) + QStringList{"--data", data} + args);
+    p.write(input);
+    p.closeWriteChannel();
     Run r;
     if (!p.waitForFinished(60000))
         return r;
@@ -50,7 +52,7 @@ private slots:
         QVERIFY(r.code != 0);
         QCOMPARE(r.out, QString());
         QVERIFY(!r.err.isEmpty());
-        auto s = Service::open(dir.path());
+        auto s = clustersupport::openStore(dir.path());
         QCOMPARE(s->checkPassword("zhangsan", "secret"), qint64(1));
         QCOMPARE(s->checkPassword("李四", "pw"), qint64(2));
     }
@@ -99,7 +101,7 @@ private slots:
         QVERIFY(r.out.startsWith(QStringLiteral("图纸/")));
 
         // What the service then answers.
-        auto s = Service::open(data);
+        auto s = clustersupport::openStore(data);
         const QJsonArray u2 = s->handle(2, enterpriseList(2)).value("data").toArray();
         QVERIFY(find(u2, "a.GCFG").isEmpty()); // behind the closed folder
         QCOMPARE(s->handle(2, enterpriseAuth(2, "1", idOf(find(u2, "readme.txt")))).value("msg").toString().contains("无法下载"), true);
@@ -112,6 +114,59 @@ private slots:
         QVERIFY(find(s->handle(1, enterpriseList(1)).value("data").toArray(), "a.GCFG").isEmpty());
         QCOMPARE(ctl(data, {"member", "remove", "甲公司", "u2"}).code, 0);
         QCOMPARE(s->handle(2, enterpriseList(2)).value("data").toArray().size(), 0);
+    }
+
+    void passwordsFromStandardInput()
+    {
+        QTemporaryDir dir;
+        Run r = ctl(dir.path(), {"user", "add", "wangwu", "--password-stdin"}, "from stdin\n");
+        QCOMPARE(r.code, 0);
+        QCOMPARE(r.out, QStringLiteral("1\n"));
+        QCOMPARE(ctl(dir.path(), {"user", "passwd", "wangwu", "--password-stdin"}, "second one\r\n").code, 0);
+        auto s = clustersupport::openStore(dir.path());
+        QCOMPARE(s->checkPassword("wangwu", "second one"), qint64(1));
+        s.reset();
+        // Nothing on standard input: no empty password.
+        r = ctl(dir.path(), {"user", "add", "zhaoliu", "--password-stdin"});
+        QVERIFY(r.code != 0);
+        QCOMPARE(r.out, QString());
+    }
+
+    void passwdAndLogoutEndSessions()
+    {
+        QTemporaryDir dir;
+        QCOMPARE(ctl(dir.path(), {"user", "add", "u1", "pw"}).code, 0);
+        QCOMPARE(ctl(dir.path(), {"user", "add", "u2", "pw"}).code, 0);
+        auto s = clustersupport::openStore(dir.path());
+        const QString first = s->createSession(1);
+        const QString second = s->createSession(1);
+        const QString others = s->createSession(2);
+        Run r = ctl(dir.path(), {"user", "logout", "u1"});
+        QCOMPARE(r.code, 0);
+        QCOMPARE(r.out, QStringLiteral("2\n"));
+        QCOMPARE(s->sessionUser(first), qint64(-1));
+        QCOMPARE(s->sessionUser(second), qint64(-1));
+        QCOMPARE(s->sessionUser(others), qint64(2));
+        QCOMPARE(ctl(dir.path(), {"user", "passwd", "u2", "new"}).code, 0);
+        QCOMPARE(s->sessionUser(others), qint64(-1));
+        QVERIFY(ctl(dir.path(), {"user", "logout", "nobody"}).code != 0);
+    }
+
+    void importNamesTheOffendingFileAndStoresNothing()
+    {
+        QTemporaryDir dir;
+        QTemporaryDir src;
+        QDir().mkpath(src.path() + "/a");
+        for (const QString& name : {QString("a/ok.GCFG"), QString("a/back\\slash.GCFG"), QString("b.GCFG")}) {
+            QFile f(src.path() + "/" + name);
+            QVERIFY(f.open(QIODevice::WriteOnly));
+            f.write("x");
+        }
+        QCOMPARE(ctl(dir.path(), {"user", "add", "u1", "pw"}).code, 0);
+        Run r = ctl(dir.path(), {"import", src.path(), "user", "u1"});
+        QCOMPARE(r.code, 1);
+        QVERIFY2(r.err.contains(src.path() + "/a/back\\slash.GCFG"), qPrintable(r.err));
+        QCOMPARE(ctl(dir.path(), {"tree", "user", "u1"}).out.count('\n'), 1); // 根目录 alone
     }
 
     void badUseExplains()

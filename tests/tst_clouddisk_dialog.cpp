@@ -9,6 +9,7 @@
 #include "testsupport.h"
 
 #include "FirstPageService.h"
+#include "cloud/cloudnames.h"
 #include "HostServices.h"
 #include "Users.h"
 #include "dialogs/OpenProject.h"
@@ -73,6 +74,7 @@ private slots:
     void saveNewProjectAndUpload();
     void overwriteAnsweredBothWays();
     void uploadRefusedByTheServiceRecoversTheProject();
+    void uploadNameThatTurnsTheTextAroundIsRefusedWithTheReason();
     void hostileNamesStayInsideTheStagingTree();
 
 private:
@@ -272,6 +274,25 @@ void TestCloudDiskDialog::overwriteAnsweredBothWays()
     o.onPersonYunButton();
     choose(o, {"设计", "a.GCFG"});
     QCOMPARE(contentOf(o.resultPath()), QByteArray("alice's a, second edition"));
+}
+
+void TestCloudDiskDialog::uploadNameThatTurnsTheTextAroundIsRefusedWithTheReason()
+{
+    signIn("alice", "alice-pw");
+    // Shown as "报价exe.GCFG"-like text in a shared folder, it would not be what it is.
+    const QString name = QString::fromUtf8("报价\u202EGFCG.exe");
+    zFileDialog::SetFilePid(QString::number(m_cloud->aliceRoot));
+    zFileDialog::SetFilePath(QStringLiteral("个人云盘\\") + name);
+    const QString staged = stagingRoot() + QStringLiteral("/个人云盘/") + pfd::cloud::localNameForCloudName(name);
+    QDir().mkpath(QFileInfo(staged).absolutePath());
+    {
+        QFile f(staged);
+        QVERIFY(f.open(QIODevice::WriteOnly));
+        f.write("keep me");
+    }
+    QVERIFY(!zFileDialog::SaveToYunPanData(staged));
+    QCOMPARE(lastBox().text, QStringLiteral("文件名不能含有控制字符或改变文字方向的字符"));
+    QCOMPARE(m_cloud->service->childId(m_cloud->aliceRoot, name), qint64(-1));
 }
 
 void TestCloudDiskDialog::uploadRefusedByTheServiceRecoversTheProject()

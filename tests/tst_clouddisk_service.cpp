@@ -557,9 +557,8 @@ private slots:
         // Same password, different salted hashes; the password itself is not stored.
         const qint64 carol = c.service->addUser("carol", "alice-pw");
         QVERIFY(carol > 0);
-        QSqlDatabase db = QSqlDatabase::addDatabase("QSQLITE", "peek");
-        db.setDatabaseName(c.dataDir() + "/clouddisk.sqlite");
-        QVERIFY(db.open());
+        QSqlDatabase db = clustersupport::addPeekDatabase("peek", c.dataDir());
+        QVERIFY(db.isOpen());
         {
             QSqlQuery q(db);
             QVERIFY(q.exec("SELECT pwhash FROM users WHERE name IN ('alice', 'carol')"));

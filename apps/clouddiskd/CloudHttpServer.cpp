@@ -1,7 +1,10 @@
 #include "CloudHttpServer.h"
 
+#include "ArrivalWatch.h"
+#include "ClientAddress.h"
 #include "CloudDiskService.h"
 #include "CloudHttp_p.h"
+#include "LoginDesk.h"
 
 #include <microhttpd.h>
 
@@ -9,12 +12,17 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QLatin1String>
+#include <QThread>
 
+#include <algorithm>
 #include <cstring>
 #include <fcntl.h>
 #include <netdb.h>
+#include <netinet/in.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 namespace clouddiskd {
@@ -28,16 +36,34 @@ const QLatin1String kUploadPersonal("personclouduploadfileinfoforclouddisk");
 const QLatin1String kUploadEnterprise("enterpriseclouduploadfileinfoforclouddisk");
 
 // Refused uploads of ordinary project files are still read to their end, so
-// their sender sees the refusal rather than a broken connection.
+// their sender sees the refusal rather than a broken connection. A sender
+// that announced its body with "Expect: 100-continue" is answered before
+// sending it.
 constexpr qint64 kDrainLimit = 64LL << 20;
-// Memory of one connection: room for large socket reads of a body.
-constexpr size_t kConnectionMemory = 4u << 20;
+// Memory of one connection: its request's head and one read of its body. It
+// is held (and touched) as long as the connection stays open, idle or not,
+// so it is kept small; the body reaches the store through kStoreWrite.
+constexpr size_t kConnectionMemory = 64u << 10;
 // The pieces of an upload, whatever the reads gave, reach the store in
 // writes of about this size.
 constexpr qint64 kStoreWrite = 2 << 20;
 // Slow networks get time; a peer that stays silent longer is dropped and its
 // upload abandoned.
 constexpr unsigned kIdleSeconds = 60;
+// A body must keep moving: at least this much in every such window, or the
+// sender is dropped (a byte now and then does not keep a connection).
+constexpr qint64 kBodyWindowMs = 30000;
+constexpr qint64 kBodyWindowBytes = 16 << 10;
+// Left free on the cloud's disk for the records and their journal.
+constexpr qint64 kDiskReserve = 8LL << 20;
+
+const QLatin1String kUploadInfoPersonal("personclouduploadinfoforclouddisk");
+const QLatin1String kUploadInfoEnterprise("getuploadinfoenterpriseforclouddisk");
+
+QString diskFullMessage()
+{
+    return QStringLiteral("云盘服务器磁盘已满，无法保存文件");
+}
 
 QJsonObject failure(const QString& msg)
 {
@@ -97,7 +123,79 @@ qint64 declaredLength(MHD_Connection* c)
     return ok ? length : -1;
 }
 
+bool expectsContinue(MHD_Connection* c)
+{
+    return headerValue(c, MHD_HTTP_HEADER_EXPECT).toLower().startsWith("100-continue");
+}
+
+// Bytes the cloud's disk can still take, or -1 when unknown.
+qint64 freeBytes(const QString& dir)
+{
+    struct statvfs s{};
+    if (::statvfs(QFile::encodeName(dir).constData(), &s) != 0)
+        return -1;
+    return qint64(s.f_bavail) * qint64(s.f_frsize);
+}
+
+// Whether `size` more bytes fit, leaving the reserve free.
+bool fitsOnDisk(const QString& dir, qint64 size)
+{
+    const qint64 room = freeBytes(dir);
+    return room < 0 || size + kDiskReserve <= room;
+}
+
+// The size an upload-info request declares ("wjdx" of its one item), or 0.
+qint64 declaredUploadSize(const QJsonObject& envelope)
+{
+    const QJsonObject method = envelope.value(QLatin1String("data")).toObject();
+    const QJsonValue items = method.value(QLatin1String("data"));
+    const double wjdx = items.toArray().first().toObject().value(QLatin1String("wjdx")).toDouble(0);
+    return wjdx > 0 && wjdx < 9e15 ? qint64(wjdx) : 0;
+}
+
+// The machine at the other end of a connection.
+QByteArray peerOf(MHD_Connection* c)
+{
+    const MHD_ConnectionInfo* info = MHD_get_connection_info(c, MHD_CONNECTION_INFO_CLIENT_ADDRESS);
+    return addressBytes(info ? info->client_addr : nullptr);
+}
+
+int socketOf(MHD_Connection* c)
+{
+    const MHD_ConnectionInfo* info = MHD_get_connection_info(c, MHD_CONNECTION_INFO_CONNECTION_FD);
+    return info ? info->connect_fd : -1;
+}
+
+qint64 steadyMs()
+{
+    return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now().time_since_epoch())
+        .count();
+}
+
 } // namespace
+
+int ServerOptions::threadCount() const
+{
+    return threads > 0 ? threads : std::max(8, 2 * QThread::idealThreadCount());
+}
+
+int ServerOptions::loginThreadCount() const
+{
+    // Password hashes take memory as well as time: a few at once.
+    return loginThreads > 0 ? loginThreads : std::clamp(QThread::idealThreadCount() / 2, 2, 4);
+}
+
+unsigned ServerOptions::connectionLimit() const
+{
+    rlimit files{};
+    if (::getrlimit(RLIMIT_NOFILE, &files) != 0 || files.rlim_cur == RLIM_INFINITY)
+        files.rlim_cur = 1024;
+    // Each connection may hold a file of contents besides its socket; the
+    // rest are the records' connections, the threads' event queues, logs.
+    const long long spare = 64 + 8LL * (threadCount() + loginThreadCount());
+    const long long limit = (static_cast<long long>(files.rlim_cur) - spare) / 2;
+    return unsigned(std::clamp<long long>(limit, 16, 100000));
+}
 
 // One request from its headers to its answer. The library calls the router
 // with the headers, then with each piece of the body, then once with none;
@@ -119,6 +217,16 @@ struct CloudHttpServer::Exchange
     unsigned refusalStatus = 0;
     qint64 drainLimit = 0;
     qint64 drained = 0;
+
+    // The body's pace: bytes in the current window and when it began.
+    qint64 windowStartMs = 0;
+    qint64 windowBytes = 0;
+    qint64 bodyBytes = 0;
+
+    // A sign-in waits, suspended, for the login desk's answer.
+    enum class Login { None, Waiting, Done };
+    Login login = Login::None;
+    LoginDesk::Outcome loginOutcome;
 
     // A JSON body (login, envelope), capped at http::kMaxJsonBody.
     QByteArray body;
@@ -159,7 +267,9 @@ struct Router
     static MHD_Result refuseBeforeBody(MHD_Connection* c, Exchange* ex, const QJsonObject& refusal, unsigned status,
                                        qint64 drainLimit = kDrainLimit)
     {
-        if (drainLimit == 0)
+        // A sender waiting for "100 Continue" sends no body at all when the
+        // answer comes instead.
+        if (drainLimit == 0 || expectsContinue(c))
             return answer(c, ex, refusal, status, true);
         ex->refusing = true;
         ex->refusal = refusal;
@@ -176,8 +286,11 @@ struct Router
     // The token's user, or -1 with the refusal set up.
     static qint64 authorise(CloudHttpServer* self, MHD_Connection* c, Exchange* ex)
     {
-        const qint64 userId = self->m_sessions.userFor(bearerToken(c));
-        if (userId < 0)
+        bool storeFailed = false;
+        const qint64 userId = self->m_service.sessionUser(QString::fromLatin1(bearerToken(c)), &storeFailed);
+        if (storeFailed)
+            refuseBeforeBody(c, ex, failure(QStringLiteral("云盘服务繁忙，请稍后重试")), 503);
+        else if (userId < 0)
             refuseBeforeBody(c, ex, failure(QStringLiteral("登录已失效，请重新登录")), 401);
         return userId;
     }
@@ -240,6 +353,10 @@ struct Router
             return refuseBeforeBody(c, ex, failure(QStringLiteral("请求的用户与登录用户不符")), 403);
         if (!isUploadMethod(methodOf(envelope)))
             return refuseBeforeBody(c, ex, failure(QStringLiteral("不是上传请求")), 400);
+        // Contents that cannot fit are refused before a byte of them is read.
+        const qint64 declared = declaredLength(c);
+        if (!fitsOnDisk(self->m_service.contentsDir(), std::max<qint64>(declared, 0)))
+            return refuseBeforeBody(c, ex, failure(diskFullMessage()), 507);
         QJsonObject refusal;
         ex->upload = self->m_service.beginUpload(ex->userId, envelope, &refusal);
         if (!ex->upload)
@@ -249,11 +366,33 @@ struct Router
         return MHD_YES;
     }
 
+    // Whether the body moves too slowly to be waited for: less than
+    // kBodyWindowBytes in a window of kBodyWindowMs.
+    static bool tooSlow(Exchange* ex, size_t size)
+    {
+        const qint64 now = steadyMs();
+        if (ex->windowStartMs == 0)
+            ex->windowStartMs = now;
+        ex->windowBytes += qint64(size);
+        ex->bodyBytes += qint64(size);
+        if (now - ex->windowStartMs < kBodyWindowMs)
+            return false;
+        const bool slow = ex->windowBytes < kBodyWindowBytes;
+        ex->windowStartMs = now;
+        ex->windowBytes = 0;
+        return slow;
+    }
+
     // One piece of the body.
-    static MHD_Result piece(MHD_Connection* c, Exchange* ex, const char* data, size_t size)
+    static MHD_Result piece(CloudHttpServer* self, MHD_Connection* c, Exchange* ex, const char* data, size_t size)
     {
         if (ex->answered)
             return MHD_YES;
+        if (tooSlow(ex, size)) {
+            ex->toStore.reset();
+            ex->upload.reset();
+            return answer(c, ex, failure(QStringLiteral("请求发送过慢，连接已关闭")), 408, true);
+        }
         if (ex->refusing) {
             ex->drained += qint64(size);
             if (ex->drained > ex->drainLimit)
@@ -263,7 +402,7 @@ struct Router
         if (ex->upload) {
             if (ex->toStore->add(data, qint64(size)))
                 return MHD_YES;
-            return storeFailed(c, ex);
+            return storeFailed(self, c, ex);
         }
         if (ex->route == Route::Logout || ex->route == Route::Session)
             return MHD_YES;
@@ -273,12 +412,25 @@ struct Router
         return MHD_YES;
     }
 
-    // The store could not take the contents: the upload is abandoned.
-    static MHD_Result storeFailed(MHD_Connection* c, Exchange* ex)
+    // The store could not take the contents: the upload is abandoned and
+    // what was written of it removed. The rest of the body is read and
+    // dropped (the sender announced it and is still sending), so that the
+    // sender reads the refusal instead of a broken connection.
+    static MHD_Result storeFailed(CloudHttpServer* self, MHD_Connection* c, Exchange* ex)
     {
         ex->toStore.reset();
         ex->upload.reset();
-        return answer(c, ex, failure(QStringLiteral("云盘无法保存文件内容")), 500, true);
+        const bool full = !fitsOnDisk(self->m_service.contentsDir(), 0);
+        const QJsonObject refusal = failure(full ? diskFullMessage() : QStringLiteral("云盘无法保存文件内容"));
+        const unsigned status = full ? 507 : 500;
+        const qint64 declared = declaredLength(c);
+        const qint64 rest = declared >= 0 ? declared - ex->bodyBytes : kDrainLimit;
+        ex->refusing = true;
+        ex->refusal = refusal;
+        ex->refusalStatus = status;
+        ex->drainLimit = std::max<qint64>(0, std::max(kDrainLimit, rest));
+        ex->drained = 0;
+        return MHD_YES;
     }
 
     // A JSON body as an object; false (and the refusal queued) otherwise.
@@ -316,7 +468,7 @@ struct Router
         case Route::Login:
             return finishLogin(self, c, ex);
         case Route::Logout:
-            self->m_sessions.drop(bearerToken(c));
+            self->m_service.endSession(QString::fromLatin1(bearerToken(c)));
             return answer(c, ex, QJsonObject{{QStringLiteral("code"), 0}});
         case Route::Session:
             return answer(c, ex, QJsonObject{{QStringLiteral("code"), 0}, {QStringLiteral("userId"), double(ex->userId)}});
@@ -325,6 +477,10 @@ struct Router
             if (!envelopeBody(c, ex, &envelope))
                 return MHD_YES;
             const QString method = methodOf(envelope);
+            // A ticket for contents that cannot fit is not given out.
+            if ((method == kUploadInfoPersonal || method == kUploadInfoEnterprise) &&
+                !fitsOnDisk(self->m_service.contentsDir(), declaredUploadSize(envelope)))
+                return answer(c, ex, failure(diskFullMessage()));
             if (method == kDownloadMethod || isUploadMethod(method)) {
                 return answer(c, ex,
                               failure(QStringLiteral("文件内容经 %1 或 %2 传送")
@@ -337,11 +493,16 @@ struct Router
         case Route::Download:
             return finishDownload(self, c, ex);
         case Route::Upload: {
-            if (!ex->toStore->flush())
-                return storeFailed(c, ex);
-            const QJsonObject reply = ex->upload->commit();
+            if (!ex->toStore->flush()) {
+                storeFailed(self, c, ex);
+                return answer(c, ex, ex->refusal, ex->refusalStatus);
+            }
+            QJsonObject reply = ex->upload->commit();
             ex->toStore.reset();
             ex->upload.reset();
+            // The last bytes may meet a full disk only when they are flushed.
+            if (reply.value(QLatin1String("code")).toInt() != 0 && !fitsOnDisk(self->m_service.contentsDir(), 0))
+                reply = failure(diskFullMessage());
             return answer(c, ex, reply);
         }
         case Route::Unknown:
@@ -350,21 +511,46 @@ struct Router
         return MHD_NO;
     }
 
+    // A sign-in goes to the login desk and the connection is suspended
+    // until the desk has checked it (or turned it away); the library then
+    // calls again and the answer goes out. The refusal never says which of
+    // name and password was wrong.
     static MHD_Result finishLogin(CloudHttpServer* self, MHD_Connection* c, Exchange* ex)
     {
-        QJsonObject body;
-        if (!jsonBody(c, ex, &body))
+        if (ex->login == Exchange::Login::None) {
+            QJsonObject body;
+            if (!jsonBody(c, ex, &body))
+                return MHD_YES;
+            const QJsonValue name = body.value(QLatin1String("name"));
+            const QJsonValue password = body.value(QLatin1String("password"));
+            if (!name.isString() || !password.isString())
+                return answer(c, ex, failure(QStringLiteral("用户名或密码错误")), 401);
+            ex->login = Exchange::Login::Waiting;
+            MHD_suspend_connection(c);
+            // Behind the front, the host it names.
+            const QByteArray client = self->m_options.trustedProxies.clientOf(
+                peerOf(c), MHD_lookup_connection_value(c, MHD_HEADER_KIND, "X-Forwarded-For"));
+            self->m_logins->submit(name.toString(), password.toString(), limitKey(client),
+                                   [c, ex](const LoginDesk::Outcome& outcome) {
+                                       ex->loginOutcome = outcome;
+                                       ex->login = Exchange::Login::Done;
+                                       MHD_resume_connection(c);
+                                   });
             return MHD_YES;
-        const QJsonValue name = body.value(QLatin1String("name"));
-        const QJsonValue password = body.value(QLatin1String("password"));
-        const qint64 userId = name.isString() && password.isString()
-                                  ? self->m_service.checkPassword(name.toString(), password.toString())
-                                  : -1;
+        }
+        if (ex->login == Exchange::Login::Waiting)
+            return MHD_YES;
+        if (ex->loginOutcome.turnedAway)
+            return answer(c, ex, failure(QStringLiteral("登录尝试过于频繁，请稍后再试")), 429);
+        const qint64 userId = ex->loginOutcome.userId;
         if (userId < 0)
             return answer(c, ex, failure(QStringLiteral("用户名或密码错误")), 401);
+        const QString token = self->m_service.createSession(userId);
+        if (token.isEmpty())
+            return answer(c, ex, failure(QStringLiteral("云盘服务繁忙，请稍后重试")), 503);
         return answer(c, ex,
                       QJsonObject{{QStringLiteral("code"), 0},
-                                  {QStringLiteral("token"), QString::fromLatin1(self->m_sessions.issue(userId))},
+                                  {QStringLiteral("token"), token},
                                   {QStringLiteral("userId"), double(userId)}});
     }
 
@@ -380,7 +566,7 @@ struct Router
             return answer(c, ex, d.refusal);
         // The open file keeps its contents even if an upload replaces them
         // meanwhile, so the size taken now is the size sent.
-        const int fd = ::open(QFile::encodeName(d.contentsPath).constData(), O_RDONLY | O_CLOEXEC);
+        const int fd = ::fcntl(d.contents->handle(), F_DUPFD_CLOEXEC, 0);
         struct stat st{};
         if (fd < 0 || ::fstat(fd, &st) != 0) {
             if (fd >= 0)
@@ -406,6 +592,7 @@ struct Router
         auto* self = static_cast<CloudHttpServer*>(cls);
         auto* ex = static_cast<Exchange*>(*context);
         if (!ex) {
+            self->m_arrivals->arrived(c);
             ex = new Exchange;
             ex->route = routeOf(url, method);
             *context = ex;
@@ -414,7 +601,7 @@ struct Router
         if (*size != 0) {
             const size_t n = *size;
             *size = 0;
-            return piece(c, ex, data, n);
+            return piece(self, c, ex, data, n);
         }
         if (ex->answered)
             return MHD_YES;
@@ -423,15 +610,45 @@ struct Router
 
     // The request is over, answered or not (the peer went away, a timeout):
     // an upload that was not committed is abandoned with it.
-    static void completed(void*, MHD_Connection*, void** context, MHD_RequestTerminationCode)
+    static void completed(void* cls, MHD_Connection* c, void** context, MHD_RequestTerminationCode)
     {
         delete static_cast<Exchange*>(*context);
         *context = nullptr;
+        // The next request on a kept-alive connection is due in time too.
+        auto* self = static_cast<CloudHttpServer*>(cls);
+        self->m_arrivals->expect(c, socketOf(c));
+        // A thread that now waits on idle clients holds no database
+        // connection.
+        self->m_service.releaseConnection();
+    }
+
+    // A connection opened or ended. Its socket is closed only after this.
+    static void connection(void* cls, MHD_Connection* c, void**, MHD_ConnectionNotificationCode code)
+    {
+        auto* self = static_cast<CloudHttpServer*>(cls);
+        if (code == MHD_CONNECTION_NOTIFY_STARTED) {
+            self->m_perAddress->opened(peerOf(c));
+            self->m_arrivals->expect(c, socketOf(c));
+        } else {
+            self->m_arrivals->forget(c);
+            self->m_perAddress->closed(peerOf(c));
+        }
+    }
+
+    // A connection is about to be taken: one address may hold only so
+    // many at once (a trusted proxy any number); more are closed
+    // unanswered. Counted here rather than by the library, which knows no
+    // trusted proxies. Connections accepted at the same instant on other
+    // threads may pass it by one each.
+    static MHD_Result admit(void* cls, const sockaddr* address, socklen_t)
+    {
+        return static_cast<CloudHttpServer*>(cls)->m_perAddress->admits(addressBytes(address)) ? MHD_YES : MHD_NO;
     }
 };
 
-CloudHttpServer::CloudHttpServer(clouddisk::Service& service)
+CloudHttpServer::CloudHttpServer(clouddisk::Service& service, ServerOptions options)
     : m_service(service)
+    , m_options(std::move(options))
 {
 }
 
@@ -477,30 +694,68 @@ int CloudHttpServer::bind(const QString& host, int port)
     return boundPort;
 }
 
-bool CloudHttpServer::serve()
+bool CloudHttpServer::serve(QString* error, const std::function<void()>& serving)
 {
-    if (m_listenSocket < 0)
+    auto fail = [error](const QString& why) {
+        if (error)
+            *error = why;
         return false;
+    };
+    if (m_listenSocket < 0)
+        return fail(QStringLiteral("not listening"));
     {
         std::lock_guard<std::mutex> lock(m_mutex);
         if (m_stopRequested)
             return true;
     }
-    // A thread per connection: a long upload never holds up another host's
-    // browse request, and the service's blocking calls need no event loop.
+    const bool tls = !m_options.tlsCertificate.isEmpty() || !m_options.tlsKey.isEmpty();
+    if (tls && MHD_is_feature_supported(MHD_FEATURE_TLS) != MHD_YES)
+        return fail(QStringLiteral("this libmicrohttpd has no TLS"));
+    m_arrivals = std::make_unique<ArrivalWatch>(m_options.requestTime);
+    m_perAddress = std::make_unique<ConnectionsPerAddress>(m_options.perAddressLimit, m_options.trustedProxies);
+    m_logins = std::make_unique<LoginDesk>(
+        [this](const QString& name, const QString& password) { return m_service.checkPassword(name, password); },
+        m_options.loginThreadCount());
+    // A fixed pool of threads, each watching its share of the connections
+    // with poll: a connection that idles or trickles costs no thread. (Not
+    // epoll: with it this libmicrohttpd missed a sender that closed right
+    // after its last bytes, and kept its half upload for many seconds.)
+    unsigned flags = MHD_USE_INTERNAL_POLLING_THREAD | MHD_USE_POLL | MHD_ALLOW_SUSPEND_RESUME;
+    if (tls)
+        flags |= MHD_USE_TLS;
+    // The PEM texts stay alive (in m_options) as long as the daemon.
+    const MHD_OptionItem tlsOptions[] = {
+        {MHD_OPTION_HTTPS_MEM_CERT, 0, const_cast<char*>(m_options.tlsCertificate.constData())},
+        {MHD_OPTION_HTTPS_MEM_KEY, 0, const_cast<char*>(m_options.tlsKey.constData())},
+        {MHD_OPTION_END, 0, nullptr}};
+    const MHD_OptionItem noOptions[] = {{MHD_OPTION_END, 0, nullptr}};
     MHD_Daemon* daemon = MHD_start_daemon(
-        MHD_USE_THREAD_PER_CONNECTION | MHD_USE_INTERNAL_POLLING_THREAD | MHD_USE_POLL, 0, nullptr, nullptr,
-        &Router::access, this, MHD_OPTION_LISTEN_SOCKET, m_listenSocket, MHD_OPTION_CONNECTION_MEMORY_LIMIT,
-        kConnectionMemory, MHD_OPTION_CONNECTION_TIMEOUT, kIdleSeconds, MHD_OPTION_NOTIFY_COMPLETED,
-        &Router::completed, this, MHD_OPTION_END);
-    if (!daemon)
-        return false;
+        flags, 0, &Router::admit, this, &Router::access, this, MHD_OPTION_LISTEN_SOCKET, m_listenSocket,
+        MHD_OPTION_THREAD_POOL_SIZE, unsigned(m_options.threadCount()), MHD_OPTION_CONNECTION_MEMORY_LIMIT,
+        kConnectionMemory, MHD_OPTION_CONNECTION_TIMEOUT, kIdleSeconds, MHD_OPTION_CONNECTION_LIMIT,
+        m_options.connectionLimit(), MHD_OPTION_NOTIFY_COMPLETED, &Router::completed, this,
+        MHD_OPTION_NOTIFY_CONNECTION, &Router::connection, this, MHD_OPTION_ARRAY, tls ? tlsOptions : noOptions, MHD_OPTION_END);
+    if (!daemon) {
+        m_logins.reset();
+        m_arrivals.reset();
+        m_perAddress.reset();
+        return fail(tls ? QStringLiteral("cannot serve (is the certificate and key a matching PEM pair?)")
+                        : QStringLiteral("cannot serve"));
+    }
+    if (serving)
+        serving();
     {
         std::unique_lock<std::mutex> lock(m_mutex);
         m_stopped.wait(lock, [this] { return m_stopRequested; });
     }
-    // Closes the listening socket and waits for the connections' threads.
+    // Sign-ins that wait are answered first: the library must not stop
+    // with connections suspended.
+    m_logins->stop();
+    // Closes the listening socket and waits for the pool's threads.
     MHD_stop_daemon(daemon);
+    m_logins.reset();
+    m_arrivals.reset();
+    m_perAddress.reset();
     m_listenSocket = -1;
     return true;
 }

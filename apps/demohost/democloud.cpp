@@ -28,7 +28,8 @@ void importInto(clouddisk::Service& s, qint64 parent, const QString& cloudName, 
 void ensureCloud(const QString& dataDir, const QString& projects, const QString& userName)
 {
     QString error;
-    std::unique_ptr<clouddisk::Service> s = clouddisk::Service::open(dataDir, &error);
+    std::unique_ptr<clouddisk::Service> s =
+        clouddisk::Service::open(dataDir, &error, clouddisk::Service::OthersAccess::Withdraw);
     if (!s) {
         QTextStream(stderr) << "demohost: cloud disk unavailable: " << error << "\n";
         return;

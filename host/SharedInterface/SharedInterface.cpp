@@ -144,10 +144,31 @@ QString cloudServiceUrl()
         TranMiUtilAction::Instance()->JudageValue(QString::fromUtf8(clouddisk::kServiceUrlKey), QString()));
 }
 
-// The one place that chooses how the host reaches the cloud-disk service.
-std::unique_ptr<clouddisk::CloudTransport> createCloudTransport(const QString& appPath, const QString& url)
+// How the transport trusts a server: the CA file and the plain-http switch
+// from the host's values; its log lines go to the host's log.
+clouddisk::HttpSettings cloudHttpSettings()
 {
-    return clouddisk::makeTransport(url, appPath + QStringLiteral("/clouddisk"));
+    TranMiUtilAction* values = TranMiUtilAction::Instance();
+    clouddisk::HttpSettings settings = clouddisk::chooseHttpSettings(
+        values->JudageValue(QString::fromUtf8(clouddisk::kServiceCaKey), QString()),
+        values->JudageValue(QString::fromUtf8(clouddisk::kAllowPlainHttpKey), QString()));
+    settings.log = [](const QString& message) {
+        LogManagement* log = LogManagement::getInstance();
+        if (!log->isEnabled())
+            return;
+        QMutexLocker lock(&log->mutex());
+        log->writeLine(QLatin1Char('[') +
+                       QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss.zzz")) +
+                       QStringLiteral("] ") + message);
+    };
+    return settings;
+}
+
+// The one place that chooses how the host reaches the cloud-disk service.
+std::unique_ptr<clouddisk::CloudTransport> createCloudTransport(const QString& appPath, const QString& url,
+                                                                const clouddisk::HttpSettings& settings)
+{
+    return clouddisk::makeTransport(url, appPath + QStringLiteral("/clouddisk"), settings);
 }
 
 // The channel for the current application directory and service address.
@@ -156,7 +177,9 @@ std::shared_ptr<clouddisk::Channel> cloudChannel()
     HostState& s = state();
     const QString appPath = SharedInterface::GetAppPath();
     const QString url = cloudServiceUrl();
-    const QString key = appPath + QLatin1Char('\n') + url;
+    const clouddisk::HttpSettings settings = cloudHttpSettings();
+    const QString key = appPath + QLatin1Char('\n') + url + QLatin1Char('\n') + settings.caFile +
+                        QLatin1Char('\n') + QString::number(settings.allowPlainHttp);
     QMutexLocker lock(&s.cloudMutex);
     static const bool closesWithApplication = [] {
         // The cloud's database is closed while Qt is still whole.
@@ -170,7 +193,7 @@ std::shared_ptr<clouddisk::Channel> cloudChannel()
     }();
     Q_UNUSED(closesWithApplication)
     if (!s.channel || s.channelKey != key) {
-        s.channel = std::make_shared<clouddisk::Channel>(createCloudTransport(appPath, url), appPath);
+        s.channel = std::make_shared<clouddisk::Channel>(createCloudTransport(appPath, url, settings), appPath);
         s.channelKey = key;
     }
     return s.channel;

@@ -16,17 +16,25 @@ QJsonObject success(const QJsonValue& data, const QString& msg)
     return QJsonObject{{"code", 0}, {"msg", msg}, {"data", data}};
 }
 
-// A cloud name is display text; it is refused only when it could not be
-// shown as one segment of a cloud path (which uses "\\" between segments).
+QString nameRefusal(const QString& name)
+{
+    if (name.trimmed().isEmpty() || name.size() > 255 || name == QLatin1String(".") || name == QLatin1String("..")
+        || name.contains(QLatin1Char('/')) || name.contains(QLatin1Char('\\')))
+        return msgBadName;
+    for (const QChar c : name) {
+        const ushort u = c.unicode();
+        // C0 and C1 controls, and the marks that turn the direction of the
+        // text around: a name in a shared folder must read as it is.
+        if (u < 0x20 || (u >= 0x7f && u <= 0x9f) || (u >= 0x202a && u <= 0x202e) || (u >= 0x2066 && u <= 0x2069)
+            || u == 0x200e || u == 0x200f || u == 0x061c)
+            return msgNameHasControls;
+    }
+    return QString();
+}
+
 bool acceptableName(const QString& name)
 {
-    if (name.trimmed().isEmpty() || name.size() > 255 || name == QLatin1String(".") || name == QLatin1String(".."))
-        return false;
-    for (const QChar c : name) {
-        if (c == QLatin1Char('/') || c == QLatin1Char('\\') || c.unicode() < 0x20 || c.unicode() == 0x7f)
-            return false;
-    }
-    return true;
+    return nameRefusal(name).isEmpty();
 }
 
 Node nodeFrom(const QSqlQuery& q)
@@ -48,6 +56,29 @@ Node nodeFrom(const QSqlQuery& q)
 QVariant nullable(qint64 v)
 {
     return v < 0 ? QVariant(QVariant::LongLong) : QVariant(v);
+}
+
+Service::Private::Known Service::Private::userKnown(qint64 user)
+{
+    if (user <= 0)
+        return Known::No;
+    QSqlDatabase conn = db.connection();
+    if (!conn.isOpen())
+        return Known::Failed;
+    QSqlQuery q(conn);
+    if (!store::exec(q, QStringLiteral("SELECT 1 FROM users WHERE id = ?"), {user}))
+        return Known::Failed;
+    return q.next() ? Known::Yes : Known::No;
+}
+
+QJsonObject Service::Private::checkUser(qint64 user)
+{
+    switch (userKnown(user)) {
+    case Known::Yes: return QJsonObject();
+    case Known::No: return refuse(msgWrongUser);
+    case Known::Failed: break;
+    }
+    return refuse(msgBusy);
 }
 
 bool Service::Private::node(qint64 id, Node* out)
@@ -151,13 +182,37 @@ qint64 Service::Private::personalRootOf(qint64 user)
 Service::Service() = default;
 Service::~Service() = default;
 
-std::unique_ptr<Service> Service::open(const QString& dataDir, QString* error)
+std::unique_ptr<Service> Service::open(const QString& dataDir, QString* error, OthersAccess othersAccess)
 {
+    return open(dataDir, QString(), error, othersAccess);
+}
+
+std::unique_ptr<Service> Service::open(const QString& dataDir, const QString& database, QString* error,
+                                       OthersAccess othersAccess)
+{
+    store::Location location;
+    if (!database.isEmpty() && !store::parseLocation(database, &location, error))
+        return nullptr;
     std::unique_ptr<Service> s(new Service);
-    s->d = std::make_unique<Private>(dataDir);
-    if (!s->d->db.open(error))
+    s->d = std::make_unique<Private>(dataDir, location);
+    if (!s->d->db.open(error, othersAccess == OthersAccess::Withdraw))
         return nullptr;
     return s;
+}
+
+void Service::setConnectionLimit(int limit)
+{
+    d->db.setConnectionLimit(limit);
+}
+
+void Service::releaseConnection()
+{
+    d->db.releaseConnection();
+}
+
+int Service::openConnections() const
+{
+    return d->db.openConnections();
 }
 
 QString Service::contentsDir() const

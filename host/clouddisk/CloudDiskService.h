@@ -1,7 +1,8 @@
 #pragma once
 // The host's cloud-disk service: users, a personal tree per user, enterprises
 // with members and rights, and the contents of uploaded files. Records live in
-// SQLite (Qt SQL), contents as files beside the database. One Service object
+// SQLite (Qt SQL) beside the contents, or in PostgreSQL shared by several
+// servers; contents are files in the data folder. One Service object
 // per data folder; every member is safe to call from several threads at once
 // and every change is one transaction.
 //
@@ -16,6 +17,7 @@
 #include <QString>
 #include <memory>
 
+class QFile;
 class QIODevice;
 
 namespace clouddisk {
@@ -23,9 +25,22 @@ namespace clouddisk {
 class CLOUDDISK_EXPORT Service
 {
 public:
-    // Opens the store in dataDir, creating it when missing, and removes what
-    // an interrupted write left behind. Null (and *error set) when it cannot.
-    static std::unique_ptr<Service> open(const QString& dataDir, QString* error = nullptr);
+    // What to do with a data folder that other accounts can reach (made by
+    // an earlier version under a permissive umask): a server refuses it and
+    // says why; a host's own folder under its application directory is
+    // made owner-only.
+    enum class OthersAccess { Refuse, Withdraw };
+    // Opens the store in dataDir, creating it owner-only when missing, and
+    // removes what an interrupted write left behind. Null (and *error set)
+    // when it cannot.
+    static std::unique_ptr<Service> open(const QString& dataDir, QString* error = nullptr,
+                                         OthersAccess othersAccess = OthersAccess::Refuse);
+    // The same with the records in the database `database` names: empty for
+    // SQLite in dataDir, or postgresql://USER@HOST:PORT/DBNAME for a
+    // PostgreSQL database that several servers share (dataDir then holds
+    // the contents only, and must be the same folder for all of them).
+    static std::unique_ptr<Service> open(const QString& dataDir, const QString& database, QString* error,
+                                         OthersAccess othersAccess = OthersAccess::Refuse);
     ~Service();
 
     // ---- accounts (login, the admin tool)
@@ -46,14 +61,17 @@ public:
     QByteArray handleBytes(qint64 userId, const QJsonObject& envelope);
 
     // The download method: checks the envelope and the user's right to the
-    // node named by "xzlj". On success `refusal` is empty and contentsPath
-    // names the stored contents (read-only, complete), else `refusal` is the
-    // reply to give.
+    // node named by "xzlj". On success `refusal` is empty and `contents` is
+    // the stored contents, open for reading: one whole version, even when
+    // an upload replaces the file or it is removed while it is read.
+    // contentsPath names where that version lay (read-only). Else `refusal`
+    // is the reply to give.
     struct Download
     {
         QJsonObject refusal;
         QString contentsPath;
         qint64 size = 0;
+        std::shared_ptr<QFile> contents;
     };
     Download prepareDownload(qint64 userId, const QJsonObject& envelope);
 
@@ -78,11 +96,19 @@ public:
                                         QJsonObject* refusal);
 
     // ---- sessions, for transports that hand a token to a signed-in user
-    // A new random token for userId (kept as a hash), or empty on failure.
+    // They live in the store (only a hash of each token), so any process
+    // on the data folder accepts them and a restart ends none. A session
+    // ends when its token is ended, when the user's password changes,
+    // when the admin tool ends the user's sessions, or after a day unused.
+    // A new random token for userId (64 hex characters), or empty on failure.
     QString createSession(qint64 userId);
-    // The token's user, or -1 for an unknown or ended session.
-    qint64 sessionUser(const QString& token) const;
+    // The token's user, or -1 for an unknown or ended session; *failed is
+    // set when the store could not be asked (the service's failure, not a
+    // reason to sign in again).
+    qint64 sessionUser(const QString& token, bool* failed = nullptr) const;
     void endSession(const QString& token);
+    // Ends every session of the user; how many there were, or -1.
+    int endSessions(qint64 userId, QString* error = nullptr);
 
     // The token kind ("mq_token_user" or "mq_token_ltd") a method must name
     // in "orgin_token"; empty for a method the service does not know.
@@ -98,6 +124,7 @@ public:
 
     qint64 userId(const QString& name) const; // -1 when unknown
     QList<Account> users() const;
+    // Sets the password and ends the user's sessions.
     bool setPassword(qint64 userId, const QString& password, QString* error = nullptr);
 
     // The new enterprise's id; its tree's top folder carries its name.
@@ -137,6 +164,20 @@ public:
     QJsonObject subtree(qint64 nodeId) const;
     // Withdrawn rights as "node user right" lines ("enter", "open", "download").
     QList<QJsonObject> withdrawnRights(qint64 enterpriseId) const;
+
+    // ---- serving
+    // At most this many database connections at once; each thread that
+    // uses the service holds one until it ends. A server with a fixed set
+    // of threads sets it to their number plus one for the thread that
+    // opened the service. 16 until set.
+    void setConnectionLimit(int limit);
+    // Gives the calling thread's database connection back to the pool. A
+    // server calls it when it has answered a request, so that a thread
+    // that waits on an idle client holds none; the thread's next call
+    // takes one again.
+    void releaseConnection();
+    // Database connections open now.
+    int openConnections() const;
 
     // Where contents live, for checks: the folder beside the database.
     QString contentsDir() const;

@@ -9,6 +9,7 @@
 #include <QByteArray>
 #include <QJsonObject>
 #include <QString>
+#include <functional>
 #include <memory>
 
 class QIODevice;
@@ -49,7 +50,23 @@ public:
 
 // The service in this process, its data in dataDir.
 CLOUDDISK_EXPORT std::unique_ptr<CloudTransport> makeEmbeddedTransport(const QString& dataDir);
-// clouddiskd at baseUrl ("http://127.0.0.1:8765").
-CLOUDDISK_EXPORT std::unique_ptr<CloudTransport> makeHttpTransport(const QString& baseUrl);
+// How the HTTP transport trusts the server it talks to.
+struct HttpSettings
+{
+    // A PEM file of the certificate authorities to trust for https; empty:
+    // the system's store.
+    QString caFile;
+    // Plain http carries passwords and tokens in clear text: it is refused
+    // for anything but this machine's own addresses unless allowed here.
+    bool allowPlainHttp = false;
+    // Where the transport's log lines go (the host's log); may be empty.
+    std::function<void(const QString&)> log;
+};
+
+// clouddiskd at baseUrl ("http://127.0.0.1:8765", "https://cloud.example:8765").
+CLOUDDISK_EXPORT std::unique_ptr<CloudTransport> makeHttpTransport(const QString& baseUrl,
+                                                                   const HttpSettings& settings = HttpSettings());
+// Whether the URL names this machine (127.0.0.0/8, ::1, localhost).
+CLOUDDISK_EXPORT bool isLoopbackUrl(const QString& url);
 
 } // namespace clouddisk

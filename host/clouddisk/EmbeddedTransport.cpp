@@ -42,7 +42,9 @@ std::shared_ptr<Service> sharedService(const QString& dataDir, QString* error)
     QMutexLocker lock(&mutex);
     if (std::shared_ptr<Service> s = services.value(key).lock())
         return s;
-    std::shared_ptr<Service> s(Service::open(key, error).release());
+    // The host's own folder: one an earlier version left open to others is
+    // made owner-only.
+    std::shared_ptr<Service> s(Service::open(key, error, Service::OthersAccess::Withdraw).release());
     if (s)
         services.insert(key, s);
     return s;
@@ -120,9 +122,7 @@ public:
         const Service::Download d = s->prepareDownload(m_user, envelope);
         if (!d.refusal.isEmpty())
             return d.refusal;
-        QFile contents(d.contentsPath);
-        if (!contents.open(QIODevice::ReadOnly))
-            return refuse(QStringLiteral("云盘文件暂时无法读取，请重试"));
+        QFile& contents = *d.contents;
         // A local file is filled inside the kernel where it can be.
         auto* file = qobject_cast<QFileDevice*>(sink);
         if (file && file->handle() >= 0 && file->flush()) {

@@ -22,10 +22,33 @@ QString chooseServiceUrl(const QString& hostValue)
     return QString();
 }
 
-std::unique_ptr<CloudTransport> makeTransport(const QString& url, const QString& embeddedDataDir)
+namespace {
+
+bool isYes(const QString& text)
+{
+    const QString t = text.trimmed().toLower();
+    return t == QLatin1String("1") || t == QLatin1String("true") || t == QLatin1String("yes") ||
+           t == QStringLiteral("是");
+}
+
+} // namespace
+
+HttpSettings chooseHttpSettings(const QString& caHostValue, const QString& allowHostValue)
+{
+    HttpSettings s;
+    s.caFile = caHostValue.trimmed();
+    if (s.caFile.isEmpty())
+        s.caFile = qEnvironmentVariable(kServiceCaEnv).trimmed();
+    s.allowPlainHttp = allowHostValue.trimmed().isEmpty() ? isYes(qEnvironmentVariable(kAllowPlainHttpEnv))
+                                                          : isYes(allowHostValue);
+    return s;
+}
+
+std::unique_ptr<CloudTransport> makeTransport(const QString& url, const QString& embeddedDataDir,
+                                              const HttpSettings& settings)
 {
     if (!url.isEmpty())
-        return makeHttpTransport(url);
+        return makeHttpTransport(url, settings);
     return makeEmbeddedTransport(embeddedDataDir);
 }
 

@@ -4,6 +4,7 @@
 #include "clouddisk_service_p.h"
 
 #include <QCryptographicHash>
+#include <QDateTime>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -50,35 +51,58 @@ qint64 Service::addUser(const QString& name, const QString& password, QString* e
     if (password.isEmpty())
         return fail(QStringLiteral("empty password"));
     const QString hash = store::hashPassword(password);
-    store::Transaction t(d->db);
-    if (!t.ok())
-        return fail(QStringLiteral("database busy"));
-    QSqlQuery q(t.db());
-    if (store::exec(q, QStringLiteral("SELECT 1 FROM users WHERE name = ?"), {name}) && q.next())
-        return fail(QStringLiteral("user %1 exists").arg(name));
-    if (!store::exec(q, QStringLiteral("INSERT INTO users(name, pwhash, created) VALUES (?, ?, ?)"),
-                     {name, hash, store::now()}))
-        return fail(q.lastError().text());
-    const qint64 id = q.lastInsertId().toLongLong();
-    if (!store::exec(q,
-                     QStringLiteral("INSERT INTO nodes(parent, owner, enterprise, name, folder, size, mtime)"
-                                    " VALUES (NULL, ?, NULL, ?, 1, 0, ?)"),
-                     {id, kRootName, store::now()}))
-        return fail(q.lastError().text());
-    if (!t.commit())
-        return fail(QStringLiteral("database busy"));
-    return id;
+    if (hash.isEmpty())
+        return fail(QStringLiteral("cannot hash the password"));
+    return store::retrying([&] {
+        store::Transaction t(d->db);
+        if (!t.ok())
+            return fail(QStringLiteral("database busy"));
+        QSqlQuery q(t.db());
+        if (store::exec(q, QStringLiteral("SELECT 1 FROM users WHERE name = ?"), {name}) && q.next())
+            return fail(QStringLiteral("user %1 exists").arg(name));
+        const qint64 id =
+            store::insert(q, QStringLiteral("INSERT INTO users(name, pwhash, created) VALUES (?, ?, ?)"),
+                          {name, hash, store::now()});
+        if (id < 0)
+            return fail(q.lastError().text());
+        if (!store::exec(q,
+                         QStringLiteral("INSERT INTO nodes(parent, owner, enterprise, name, folder, size, mtime)"
+                                        " VALUES (NULL, ?, NULL, ?, 1, 0, ?)"),
+                         {id, kRootName, store::now()}))
+            return fail(q.lastError().text());
+        if (!t.commit())
+            return fail(QStringLiteral("database busy"));
+        return id;
+    });
 }
 
 qint64 Service::checkPassword(const QString& name, const QString& password) const
 {
     QSqlQuery q(d->db.connection());
     if (!store::exec(q, QStringLiteral("SELECT id, pwhash FROM users WHERE name = ?"), {name}) || !q.next()) {
-        // Same work for an unknown name as for a wrong password.
-        store::passwordMatches(password, store::hashPassword(QString()));
+        // The same work for an unknown name as for a wrong password, so
+        // that the time of the answer does not tell which names exist.
+        store::checkAgainstNoOne(password);
         return -1;
     }
-    return store::passwordMatches(password, q.value(1).toString()) ? q.value(0).toLongLong() : -1;
+    const qint64 id = q.value(0).toLongLong();
+    const QString stored = q.value(1).toString();
+    q.finish();
+    const store::PasswordMatch match = store::passwordMatches(password, stored);
+    if (match == store::PasswordMatch::No)
+        return -1;
+    if (match == store::PasswordMatch::YesButRehash) {
+        // An older hash (PBKDF2, or weaker settings) is replaced now that
+        // the password is known; unless it changed meanwhile.
+        const QString hash = store::hashPassword(password);
+        store::Transaction t(d->db);
+        QSqlQuery u(t.db());
+        if (!hash.isEmpty() && t.ok()
+            && store::exec(u, QStringLiteral("UPDATE users SET pwhash = ? WHERE id = ? AND pwhash = ?"),
+                           {hash, id, stored}))
+            t.commit();
+    }
+    return id;
 }
 
 QString Service::userName(qint64 userId) const
@@ -110,57 +134,137 @@ bool Service::setPassword(qint64 userId, const QString& password, QString* error
         return false;
     }
     const QString hash = store::hashPassword(password);
-    store::Transaction t(d->db);
-    QSqlQuery q(t.db());
-    if (!t.ok() || !store::exec(q, QStringLiteral("UPDATE users SET pwhash = ? WHERE id = ?"), {hash, userId})
-        || q.numRowsAffected() != 1 || !t.commit()) {
+    if (hash.isEmpty()) {
         if (error)
-            *error = QStringLiteral("no user %1").arg(userId);
+            *error = QStringLiteral("cannot hash the password");
         return false;
     }
-    return true;
+    return store::retrying([&] {
+        store::Transaction t(d->db);
+        QSqlQuery q(t.db());
+        if (!t.ok() || !store::exec(q, QStringLiteral("UPDATE users SET pwhash = ? WHERE id = ?"), {hash, userId})
+            || q.numRowsAffected() != 1) {
+            if (error)
+                *error = t.ok() ? QStringLiteral("no user %1").arg(userId) : QStringLiteral("database busy");
+            return false;
+        }
+        // Whoever signed in with the old password is signed out with it, on
+        // every server of the cloud.
+        if (!store::exec(q, QStringLiteral("DELETE FROM sessions WHERE user = ?"), {userId}) || !t.commit()) {
+            if (error)
+                *error = QStringLiteral("database busy");
+            return false;
+        }
+        return true;
+    });
 }
 
 // --- sessions ------------------------------------------------------------------------------
+//
+// Sessions live in the store, so that a restart signs no one out and every
+// process on the data folder accepts the same tokens. Only a hash of each
+// token is kept: a copy of the database lets no one in.
 
 namespace {
+
+// Sessions unused for this long end by themselves.
+constexpr qint64 kSessionIdleSecs = 24 * 3600;
+// A use is written back at most this often.
+constexpr qint64 kSessionTouchSecs = 60;
+// Past this many sessions of one user the least recently used ones end.
+constexpr int kSessionsPerUser = 64;
+
 QString tokenHash(const QString& token)
 {
     return QString::fromLatin1(QCryptographicHash::hash(token.toUtf8(), QCryptographicHash::Sha256).toHex());
 }
+
+qint64 nowSecs()
+{
+    return QDateTime::currentSecsSinceEpoch();
+}
+
 } // namespace
 
 QString Service::createSession(qint64 userId)
 {
-    if (userName(userId).isEmpty())
+    if (d->userKnown(userId) != Private::Known::Yes)
         return QString();
+    // 256 bits from the system's source, as 64 hex characters.
     const QString token = store::randomHex(32);
-    store::Transaction t(d->db);
-    QSqlQuery q(t.db());
-    if (!t.ok()
-        || !store::exec(q, QStringLiteral("INSERT INTO sessions(hash, user, created) VALUES (?, ?, ?)"),
-                        {tokenHash(token), userId, store::now()})
-        || !t.commit())
-        return QString();
-    return token;
+    const qint64 now = nowSecs();
+    return store::retrying([&] {
+        store::Transaction t(d->db);
+        QSqlQuery q(t.db());
+        if (!t.ok()
+            || !store::exec(q, QStringLiteral("DELETE FROM sessions WHERE used < ?"), {now - kSessionIdleSecs})
+            || !store::exec(q,
+                            QStringLiteral("DELETE FROM sessions WHERE user = ? AND hash IN (SELECT hash FROM sessions"
+                                           " WHERE user = ? ORDER BY used DESC, created DESC LIMIT ? OFFSET ?)"),
+                            {userId, userId, 1000000, kSessionsPerUser - 1})
+            || !store::exec(q, QStringLiteral("INSERT INTO sessions(hash, user, created, used) VALUES (?, ?, ?, ?)"),
+                            {tokenHash(token), userId, now, now})
+            || !t.commit())
+            return QString();
+        return token;
+    });
 }
 
-qint64 Service::sessionUser(const QString& token) const
+qint64 Service::sessionUser(const QString& token, bool* failed) const
 {
+    if (failed)
+        *failed = false;
     if (token.isEmpty() || token.size() > 256)
         return -1;
-    QSqlQuery q(d->db.connection());
-    if (store::exec(q, QStringLiteral("SELECT user FROM sessions WHERE hash = ?"), {tokenHash(token)}) && q.next())
-        return q.value(0).toLongLong();
-    return -1;
+    const QString hash = tokenHash(token);
+    QSqlDatabase conn = d->db.connection();
+    QSqlQuery q(conn);
+    if (!conn.isOpen() || !store::exec(q, QStringLiteral("SELECT user, used FROM sessions WHERE hash = ?"), {hash})) {
+        if (failed)
+            *failed = true;
+        return -1;
+    }
+    if (!q.next())
+        return -1;
+    const qint64 user = q.value(0).toLongLong();
+    const qint64 used = q.value(1).toLongLong();
+    q.finish();
+    const qint64 now = nowSecs();
+    const bool expired = now - used > kSessionIdleSecs;
+    if (expired || now - used > kSessionTouchSecs) {
+        store::Transaction t(d->db);
+        QSqlQuery u(t.db());
+        const bool written =
+            expired ? store::exec(u, QStringLiteral("DELETE FROM sessions WHERE hash = ?"), {hash})
+                    : store::exec(u, QStringLiteral("UPDATE sessions SET used = ? WHERE hash = ?"), {now, hash});
+        if (t.ok() && written)
+            t.commit();
+    }
+    return expired ? -1 : user;
 }
 
 void Service::endSession(const QString& token)
 {
-    store::Transaction t(d->db);
-    QSqlQuery q(t.db());
-    if (t.ok() && store::exec(q, QStringLiteral("DELETE FROM sessions WHERE hash = ?"), {tokenHash(token)}))
-        t.commit();
+    store::retrying([&] {
+        store::Transaction t(d->db);
+        QSqlQuery q(t.db());
+        return t.ok() && store::exec(q, QStringLiteral("DELETE FROM sessions WHERE hash = ?"), {tokenHash(token)})
+               && t.commit();
+    });
+}
+
+int Service::endSessions(qint64 userId, QString* error)
+{
+    return store::retrying([&] {
+        store::Transaction t(d->db);
+        QSqlQuery q(t.db());
+        if (!t.ok() || !store::exec(q, QStringLiteral("DELETE FROM sessions WHERE user = ?"), {userId}))
+            return failed(error, QStringLiteral("database busy"), -1);
+        const int ended = q.numRowsAffected();
+        if (!t.commit())
+            return failed(error, QStringLiteral("database busy"), -1);
+        return ended;
+    });
 }
 
 // --- administration ----------------------------------------------------------------------------
@@ -170,24 +274,27 @@ qint64 Service::addEnterprise(const QString& name, QString* error)
     const auto fail = [error](const QString& why) { return failed(error, why, qint64(-1)); };
     if (!acceptableName(name))
         return fail(QStringLiteral("invalid enterprise name"));
-    store::Transaction t(d->db);
-    if (!t.ok())
-        return fail(QStringLiteral("database busy"));
-    QSqlQuery q(t.db());
-    if (store::exec(q, QStringLiteral("SELECT 1 FROM enterprises WHERE name = ?"), {name}) && q.next())
-        return fail(QStringLiteral("enterprise %1 exists").arg(name));
-    if (!store::exec(q, QStringLiteral("INSERT INTO enterprises(name) VALUES (?)"), {name}))
-        return fail(q.lastError().text());
-    const qint64 id = q.lastInsertId().toLongLong();
-    if (!store::exec(q,
-                     QStringLiteral("INSERT INTO nodes(parent, owner, enterprise, name, folder, size, mtime)"
-                                    " VALUES (NULL, NULL, ?, ?, 1, 0, ?)"),
-                     {id, name, store::now()}))
-        return fail(q.lastError().text());
-    const qint64 root = q.lastInsertId().toLongLong();
-    if (!store::exec(q, QStringLiteral("UPDATE enterprises SET root = ? WHERE id = ?"), {root, id}) || !t.commit())
-        return fail(QStringLiteral("database busy"));
-    return id;
+    return store::retrying([&] {
+        store::Transaction t(d->db);
+        if (!t.ok())
+            return fail(QStringLiteral("database busy"));
+        QSqlQuery q(t.db());
+        if (store::exec(q, QStringLiteral("SELECT 1 FROM enterprises WHERE name = ?"), {name}) && q.next())
+            return fail(QStringLiteral("enterprise %1 exists").arg(name));
+        const qint64 id = store::insert(q, QStringLiteral("INSERT INTO enterprises(name) VALUES (?)"), {name});
+        if (id < 0)
+            return fail(q.lastError().text());
+        const qint64 root =
+            store::insert(q,
+                          QStringLiteral("INSERT INTO nodes(parent, owner, enterprise, name, folder, size, mtime)"
+                                         " VALUES (NULL, NULL, ?, ?, 1, 0, ?)"),
+                          {id, name, store::now()});
+        if (root < 0)
+            return fail(q.lastError().text());
+        if (!store::exec(q, QStringLiteral("UPDATE enterprises SET root = ? WHERE id = ?"), {root, id}) || !t.commit())
+            return fail(QStringLiteral("database busy"));
+        return id;
+    });
 }
 
 qint64 Service::enterpriseId(const QString& name) const
@@ -226,36 +333,40 @@ bool Service::addMember(qint64 enterpriseId, qint64 userId, QString* error)
             *error = QStringLiteral("unknown enterprise or user");
         return false;
     }
-    store::Transaction t(d->db);
-    QSqlQuery q(t.db());
-    if (!t.ok()
-        || !store::exec(q, QStringLiteral("INSERT OR IGNORE INTO members(enterprise, user) VALUES (?, ?)"),
-                        {enterpriseId, userId})
-        || !t.commit()) {
-        if (error)
-            *error = QStringLiteral("database busy");
-        return false;
-    }
-    return true;
+    return store::retrying([&] {
+        store::Transaction t(d->db);
+        QSqlQuery q(t.db());
+        if (!t.ok()
+            || !store::exec(q, QStringLiteral("INSERT INTO members(enterprise, user) VALUES (?, ?) ON CONFLICT DO NOTHING"),
+                            {enterpriseId, userId})
+            || !t.commit()) {
+            if (error)
+                *error = QStringLiteral("database busy");
+            return false;
+        }
+        return true;
+    });
 }
 
 bool Service::removeMember(qint64 enterpriseId, qint64 userId, QString* error)
 {
-    store::Transaction t(d->db);
-    QSqlQuery q(t.db());
-    if (!t.ok()
-        || !store::exec(q, QStringLiteral("DELETE FROM members WHERE enterprise = ? AND user = ?"),
-                        {enterpriseId, userId})
-        || !store::exec(q,
-                        QStringLiteral("DELETE FROM denials WHERE user = ? AND node IN"
-                                       " (SELECT id FROM nodes WHERE enterprise = ?)"),
-                        {userId, enterpriseId})
-        || !t.commit()) {
-        if (error)
-            *error = QStringLiteral("database busy");
-        return false;
-    }
-    return true;
+    return store::retrying([&] {
+        store::Transaction t(d->db);
+        QSqlQuery q(t.db());
+        if (!t.ok()
+            || !store::exec(q, QStringLiteral("DELETE FROM members WHERE enterprise = ? AND user = ?"),
+                            {enterpriseId, userId})
+            || !store::exec(q,
+                            QStringLiteral("DELETE FROM denials WHERE user = ? AND node IN"
+                                           " (SELECT id FROM nodes WHERE enterprise = ?)"),
+                            {userId, enterpriseId})
+            || !t.commit()) {
+            if (error)
+                *error = QStringLiteral("database busy");
+            return false;
+        }
+        return true;
+    });
 }
 
 bool Service::setRight(qint64 nodeId, qint64 userId, Right right, bool granted, QString* error)
@@ -269,13 +380,15 @@ bool Service::setRight(qint64 nodeId, qint64 userId, Right right, bool granted, 
     if (n.folder != (right == Right::Enter))
         return fail(n.folder ? QStringLiteral("folders carry the enter right only")
                              : QStringLiteral("files carry the open and download rights only"));
-    store::Transaction t(d->db);
-    QSqlQuery q(t.db());
     const QString sql = granted ? QStringLiteral("DELETE FROM denials WHERE node = ? AND user = ? AND what = ?")
-                                : QStringLiteral("INSERT OR IGNORE INTO denials(node, user, what) VALUES (?, ?, ?)");
-    if (!t.ok() || !store::exec(q, sql, {nodeId, userId, QString::fromLatin1(rightWord(right))}) || !t.commit())
-        return fail(QStringLiteral("database busy"));
-    return true;
+                                : QStringLiteral("INSERT INTO denials(node, user, what) VALUES (?, ?, ?) ON CONFLICT DO NOTHING");
+    return store::retrying([&] {
+        store::Transaction t(d->db);
+        QSqlQuery q(t.db());
+        if (!t.ok() || !store::exec(q, sql, {nodeId, userId, QString::fromLatin1(rightWord(right))}) || !t.commit())
+            return fail(QStringLiteral("database busy"));
+        return true;
+    });
 }
 
 QList<QJsonObject> Service::withdrawnRights(qint64 enterpriseId) const
@@ -322,63 +435,29 @@ qint64 Service::makeFolder(qint64 parentId, const QString& name, QString* error)
     Node parent;
     if (!d->node(parentId, &parent) || !parent.folder)
         return fail(QStringLiteral("no folder %1").arg(parentId));
-    store::Transaction t(d->db);
-    if (!t.ok())
-        return fail(QStringLiteral("database busy"));
-    QSqlQuery q(t.db());
-    if (store::exec(q, QStringLiteral("SELECT id, folder FROM nodes WHERE parent = ? AND name = ?"), {parentId, name})
-        && q.next()) {
-        if (q.value(1).toInt() != 0)
-            return q.value(0).toLongLong();
-        return fail(QStringLiteral("a file named %1 is in the way").arg(name));
-    }
-    if (!store::exec(q,
-                     QStringLiteral("INSERT INTO nodes(parent, owner, enterprise, name, folder, size, mtime)"
-                                    " VALUES (?, ?, ?, ?, 1, 0, ?)"),
-                     {parentId, nullable(parent.owner), nullable(parent.enterprise), name, store::now()}))
-        return fail(q.lastError().text());
-    const qint64 id = q.lastInsertId().toLongLong();
-    if (!t.commit())
-        return fail(QStringLiteral("database busy"));
-    return id;
-}
-
-qint64 Service::importFolder(qint64 parentId, const QString& localDir, QString* error)
-{
-    const QFileInfo top(localDir);
-    if (!top.isDir()) {
-        if (error)
-            *error = QStringLiteral("%1 is not a folder").arg(localDir);
-        return -1;
-    }
-    qint64 files = 0;
-    QVector<QPair<QString, qint64>> pending{{top.absoluteFilePath(), parentId}};
-    while (!pending.isEmpty()) {
-        const auto [dir, folderId] = pending.takeLast();
-        const QFileInfoList entries =
-            QDir(dir).entryInfoList(QDir::Files | QDir::Dirs | QDir::NoDotAndDotDot | QDir::Hidden, QDir::Name);
-        for (const QFileInfo& fi : entries) {
-            if (fi.isSymLink())
-                continue;
-            if (fi.isDir()) {
-                const qint64 sub = makeFolder(folderId, fi.fileName(), error);
-                if (sub < 0)
-                    return -1;
-                pending.append({fi.absoluteFilePath(), sub});
-            } else if (fi.isFile()) {
-                QFile f(fi.absoluteFilePath());
-                if (!f.open(QIODevice::ReadOnly)) {
-                    if (error)
-                        *error = QStringLiteral("cannot read %1").arg(fi.absoluteFilePath());
-                    return -1;
-                }
-                if (storeFile(folderId, fi.fileName(), &f, error) < 0)
-                    return -1;
-                ++files;
-            }
+    return store::retrying([&] {
+        store::Transaction t(d->db);
+        if (!t.ok())
+            return fail(QStringLiteral("database busy"));
+        QSqlQuery q(t.db());
+        if (store::exec(q, QStringLiteral("SELECT id, folder FROM nodes WHERE parent = ? AND name = ?"),
+                        {parentId, name})
+            && q.next()) {
+            if (q.value(1).toInt() != 0)
+                return q.value(0).toLongLong();
+            return fail(QStringLiteral("a file named %1 is in the way").arg(name));
         }
-    }
-    return files;
+        const qint64 id = store::insert(q,
+                                        QStringLiteral("INSERT INTO nodes(parent, owner, enterprise, name, folder,"
+                                                       " size, mtime) VALUES (?, ?, ?, ?, 1, 0, ?)"),
+                                        {parentId, nullable(parent.owner), nullable(parent.enterprise), name,
+                                         store::now()});
+        if (id < 0)
+            return fail(q.lastError().text());
+        if (!t.commit())
+            return fail(QStringLiteral("database busy"));
+        return id;
+    });
 }
 
 qint64 Service::nodeAt(qint64 topId, const QString& path) const
@@ -397,49 +476,45 @@ qint64 Service::nodeAt(qint64 topId, const QString& path) const
 
 bool Service::removeNode(qint64 nodeId, QString* error)
 {
-    Node n;
-    if (!d->node(nodeId, &n) || n.parent < 0) {
-        if (error)
-            *error = QStringLiteral("no removable node %1").arg(nodeId);
-        return false;
-    }
-    const QVector<Node> all = d->treeOf(n, Private::Columns::All);
-    QHash<qint64, QVector<int>> children;
-    for (int i = 0; i < all.size(); ++i)
-        children[all[i].parent].append(i);
-    QVector<qint64> ids{nodeId};
+    const auto fail = [error](const QString& why) { return failed(error, why, false); };
     QStringList blobs;
-    if (!n.blob.isEmpty())
-        blobs << n.blob;
-    for (int k = 0; k < ids.size(); ++k) {
-        for (int i : children.value(ids[k])) {
-            ids << all[i].id;
-            if (!all[i].blob.isEmpty())
-                blobs << all[i].blob;
-        }
-    }
-    {
+    // Two servers may remove and store below one folder at once: the one
+    // that gives way runs again.
+    const bool removed = store::retrying([&] {
+        blobs.clear();
+        // What lies below is read inside the write transaction: an upload
+        // into one of these folders either committed before (and its file
+        // goes with the folder) or commits after and finds its folder gone.
         store::Transaction t(d->db);
+        if (!t.ok())
+            return fail(QStringLiteral("database busy"));
         QSqlQuery q(t.db());
-        if (!t.ok()) {
-            if (error)
-                *error = QStringLiteral("database busy");
-            return false;
+        if (!store::exec(q, QStringLiteral("SELECT parent FROM nodes WHERE id = ?"), {nodeId}) || !q.next()
+            || q.value(0).isNull())
+            return fail(QStringLiteral("no removable node %1").arg(nodeId));
+        QVector<qint64> ids;
+        if (!store::exec(q,
+                         QStringLiteral("WITH RECURSIVE below(id) AS (SELECT CAST(? AS BIGINT) UNION ALL SELECT n.id FROM nodes n"
+                                        " JOIN below b ON n.parent = b.id)"
+                                        " SELECT id, blob FROM nodes WHERE id IN (SELECT id FROM below)"),
+                         {nodeId}))
+            return fail(q.lastError().text());
+        while (q.next()) {
+            ids << q.value(0).toLongLong();
+            if (!q.value(1).isNull() && !q.value(1).toString().isEmpty())
+                blobs << q.value(1).toString();
         }
         for (qint64 id : qAsConst(ids)) {
             if (!store::exec(q, QStringLiteral("DELETE FROM nodes WHERE id = ?"), {id})
-                || !store::exec(q, QStringLiteral("DELETE FROM denials WHERE node = ?"), {id})) {
-                if (error)
-                    *error = q.lastError().text();
-                return false;
-            }
+                || !store::exec(q, QStringLiteral("DELETE FROM denials WHERE node = ?"), {id}))
+                return fail(q.lastError().text());
         }
-        if (!t.commit()) {
-            if (error)
-                *error = QStringLiteral("database busy");
-            return false;
-        }
-    }
+        if (!t.commit())
+            return fail(QStringLiteral("database busy"));
+        return true;
+    });
+    if (!removed)
+        return false;
     for (const QString& blob : qAsConst(blobs))
         QFile::remove(d->db.blobPath(blob));
     return true;

@@ -3,11 +3,13 @@
 #include "clouddisk_service_p.h"
 
 #include <QDateTime>
-#include <QFileInfo>
+#include <QFile>
 #include <QHash>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QSqlQuery>
+
+#include <cmath>
 
 namespace clouddisk {
 
@@ -168,8 +170,16 @@ QJsonObject Service::Private::uploadInfo(qint64 user, const QJsonObject& m, bool
     if (!item.value("wjdx").isDouble() || !item.value("wjm").isString() || !item.value("pid").isString()
         || !item.value("ext").isString() || m.value("pid").toString() != pid)
         return refuse(msgMalformed);
-    if (!acceptableName(wjm))
-        return refuse(msgBadName);
+    const QString badName = nameRefusal(wjm);
+    if (!badName.isEmpty())
+        return refuse(badName);
+    // A whole number the cloud could hold, echoed back exactly as it came.
+    // The dialog sends sizes as 32-bit integers, so a file past 2 GiB
+    // arrives negative; the node records the bytes that arrive.
+    const double declared = item.value("wjdx").toDouble();
+    if (!std::isfinite(declared) || declared != std::floor(declared) || declared < double(kMinDeclaredSize)
+        || declared > double(kMaxFileSize))
+        return refuse(msgBadSize);
     qint64 enterprise = -1;
     if (enterpriseUpload) {
         enterprise = store::parseId(m.value("qyid").toString());
@@ -183,18 +193,21 @@ QJsonObject Service::Private::uploadInfo(qint64 user, const QJsonObject& m, bool
     const QJsonObject existing = replaceCheck(user, folder.id, wjm);
     if (!existing.isEmpty())
         return existing;
-    const qint64 wjdx = qint64(item.value("wjdx").toDouble());
+    const qint64 wjdx = qint64(declared);
     const QString token = store::randomHex(16);
     const QString sclj = QStringLiteral("upload/%1").arg(store::randomHex(8));
-    store::Transaction t(db);
-    QSqlQuery q(t.db());
-    if (!t.ok()
-        || !store::exec(q,
-                        QStringLiteral("INSERT INTO tickets(token, user, enterprise, pid, wjm, ext, wjdx, sclj, created)"
-                                       " VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)"),
-                        {token, user, nullable(enterprise), folder.id, wjm, ext, wjdx, sclj,
-                         QDateTime::currentSecsSinceEpoch()})
-        || !t.commit())
+    const bool issued = store::retrying([&] {
+        store::Transaction t(db);
+        QSqlQuery q(t.db());
+        return t.ok()
+               && store::exec(q,
+                              QStringLiteral("INSERT INTO tickets(token, user, enterprise, pid, wjm, ext, wjdx, sclj,"
+                                             " created) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)"),
+                              {token, user, nullable(enterprise), folder.id, wjm, ext, wjdx, sclj,
+                               QDateTime::currentSecsSinceEpoch()})
+               && t.commit();
+    });
+    if (!issued)
         return refuse(msgBusy);
     return success(QJsonObject{{"wjm", wjm}, {"ext", ext}, {"wjdx", double(wjdx)}, {"pid", pid},
                                {"wjjwybs", token}, {"sclj", sclj}},
@@ -231,15 +244,16 @@ QString Service::tokenKindFor(const QString& method)
 namespace {
 
 // The reply to one request envelope of the user `userId`.
-Answer answer(const Service& service, Service::Private* d, qint64 userId, const QJsonObject& envelope)
+Answer answer(Service::Private* d, qint64 userId, const QJsonObject& envelope)
 {
     QJsonObject refusal;
     const QJsonObject m = methodObject(envelope, &refusal);
     if (!refusal.isEmpty())
         return refusal;
     const QString method = m.value("method").toString();
-    if (userId <= 0 || service.userName(userId).isEmpty())
-        return refuse(msgWrongUser);
+    const QJsonObject unserved = d->checkUser(userId);
+    if (!unserved.isEmpty())
+        return unserved;
 
     const bool browse = method == mPersonTree || method == mEnterpriseList || method == mEnterpriseDir
                         || method == mEnterpriseAuth;
@@ -265,13 +279,13 @@ Answer answer(const Service& service, Service::Private* d, qint64 userId, const 
 
 QJsonObject Service::handle(qint64 userId, const QJsonObject& envelope)
 {
-    const Answer a = answer(*this, d.get(), userId, envelope);
+    const Answer a = answer(d.get(), userId, envelope);
     return a.bytes.isEmpty() ? a.object : QJsonDocument::fromJson(a.bytes).object();
 }
 
 QByteArray Service::handleBytes(qint64 userId, const QJsonObject& envelope)
 {
-    const Answer a = answer(*this, d.get(), userId, envelope);
+    const Answer a = answer(d.get(), userId, envelope);
     return a.bytes.isEmpty() ? QJsonDocument(a.object).toJson(QJsonDocument::Compact) : a.bytes;
 }
 
@@ -285,10 +299,9 @@ Service::Download Service::prepareDownload(qint64 userId, const QJsonObject& env
         out.refusal = refuse(msgUnknownMethod);
         return out;
     }
-    if (userId <= 0 || userName(userId).isEmpty()) {
-        out.refusal = refuse(msgWrongUser);
+    out.refusal = d->checkUser(userId);
+    if (!out.refusal.isEmpty())
         return out;
-    }
     const QString xzlj = m.value("xzlj").toString();
     const qint64 id = xzlj.startsWith(QLatin1String(kXzljPrefix)) ? store::parseId(xzlj.mid(int(qstrlen(kXzljPrefix)))) : -1;
     Node n;
@@ -310,10 +323,24 @@ Service::Download Service::prepareDownload(qint64 userId, const QJsonObject& env
         out.refusal = refuse(msgNoDownload);
         return out;
     }
-    out.contentsPath = d->db.blobPath(n.blob);
-    out.size = n.size;
-    if (n.blob.isEmpty() || !QFileInfo(out.contentsPath).isFile())
-        out.refusal = refuse(msgNoFile);
+    // An upload may replace the contents between reading the record and
+    // opening them: the record is read again, and the version opened stays
+    // whole however long the reading takes.
+    for (int attempt = 0; attempt < 8; ++attempt) {
+        if (n.blob.isEmpty())
+            break;
+        auto file = std::make_shared<QFile>(d->db.blobPath(n.blob));
+        if (file->open(QIODevice::ReadOnly)) {
+            out.contentsPath = file->fileName();
+            out.size = file->size();
+            out.contents = std::move(file);
+            return out;
+        }
+        const QString was = n.blob;
+        if (!d->node(id, &n) || n.folder || n.blob == was)
+            break;
+    }
+    out.refusal = refuse(msgNoFile);
     return out;
 }
 
@@ -332,7 +359,10 @@ std::unique_ptr<Service::Upload> Service::beginUpload(qint64 userId, const QJson
         why = refuse(msgUnknownMethod);
         return nullptr;
     }
-    if (userId <= 0 || userName(userId).isEmpty() || !mqidMatches(m, userId, true)) {
+    why = d->checkUser(userId);
+    if (!why.isEmpty())
+        return nullptr;
+    if (!mqidMatches(m, userId, true)) {
         why = refuse(msgWrongUser);
         return nullptr;
     }
@@ -377,15 +407,18 @@ std::unique_ptr<Service::Upload> Service::beginUpload(qint64 userId, const QJson
         return nullptr;
     // A ticket is spent when its upload starts, so that two uploads can never
     // present the same one.
-    {
+    const bool spent = store::retrying([&] {
         store::Transaction t(d->db);
         QSqlQuery u(t.db());
         if (!t.ok() || !store::exec(u, QStringLiteral("UPDATE tickets SET used = 1 WHERE token = ? AND used = 0"), {token})
             || u.numRowsAffected() != 1 || !t.commit()) {
             why = t.ok() ? refuse(msgUsedTicket) : refuse(msgBusy);
-            return nullptr;
+            return false;
         }
-    }
+        return true;
+    });
+    if (!spent)
+        return nullptr;
     return d->newUpload(folder, wjm);
 }
 

@@ -56,8 +56,19 @@ inline const QString msgNameIsFolder = QStringLiteral("目标位置已有同名�
 inline const QString msgNoReplace = QStringLiteral("您没有覆盖该文件的权限");
 inline const QString msgStoreFailed = QStringLiteral("云盘保存文件失败");
 
-// A cloud name is display text; it is refused only when it could not be
-// shown as one segment of a cloud path (which uses "\\" between segments).
+inline const QString msgNameHasControls = QStringLiteral("文件名不能含有控制字符或改变文字方向的字符");
+inline const QString msgBadSize = QStringLiteral("文件大小不合法");
+// The largest file the cloud takes, in bytes (1 TiB).
+constexpr qint64 kMaxFileSize = qint64(1) << 40;
+// The least size an upload may declare: the dialog's 32-bit sizes of files
+// past 2 GiB are negative.
+constexpr qint64 kMinDeclaredSize = -(qint64(1) << 31);
+
+// A cloud name is display text; it is refused when it could not be shown
+// as one segment of a cloud path (which uses "\\" between segments) or
+// would not read as what it is (control and direction characters). The
+// refusal's text, or empty for a name the cloud takes.
+QString nameRefusal(const QString& name);
 bool acceptableName(const QString& name);
 
 // A node from a row of the columns below.
@@ -92,13 +103,20 @@ struct Answer
 
 struct Service::Private
 {
-    explicit Private(const QString& dir)
-        : db(dir)
+    explicit Private(const QString& dir, const store::Location& location)
+        : db(dir, location)
     {
     }
     store::Db db;
 
     // ---- reading
+    // Whether the user exists; Failed when the store could not be asked
+    // (that is the service's failure, never the caller's).
+    enum class Known { Yes, No, Failed };
+    Known userKnown(qint64 user);
+    // The refusal for a request of `user` that the store cannot serve or
+    // that names no user; empty when the user may go on.
+    QJsonObject checkUser(qint64 user);
     bool node(qint64 id, Node* out);
     bool isMember(qint64 enterprise, qint64 user);
     Denials denials(qint64 user, qint64 enterprise);
@@ -134,6 +152,12 @@ struct Service::Private
     QJsonObject replaceCheck(qint64 user, qint64 folderId, const QString& name);
 
     // ---- contents (clouddisk_contents.cpp)
+    // Within an open write transaction: records complete contents as the
+    // file `name` in the folder, replacing a file of that name; refuses
+    // (*error the reply's text) a folder of that name or a folder gone.
+    // *oldBlob names the contents replaced, to remove after the commit.
+    bool recordContents(QSqlQuery& q, qint64 folderId, const QString& name, const QString& blob, qint64 size,
+                        Node* out, QString* oldBlob, QString* error);
     // Moves complete contents into place and records them as the file
     // `name` in `folder`, replacing a file of that name. Returns the node.
     bool commitContents(const Node& folder, const QString& name, const QString& blob, qint64 size, Node* out,

@@ -23,10 +23,17 @@ QTextStream& err()
 }
 
 const char* const kUsage =
-    "usage: clouddiskctl --data DIR COMMAND ...\n"
+    "usage: clouddiskctl [--db postgresql://USER@HOST:PORT/DBNAME] --data DIR COMMAND ...\n"
+    "\n"
+    "  --db names the PostgreSQL database of a cloud that several clouddiskd share\n"
+    "  (the same --db and --data they run with); without it the records are the\n"
+    "  SQLite database in DIR.\n"
     "\n"
     "  user add NAME PASSWORD            create a user; prints the new user id\n"
-    "  user passwd USER PASSWORD         set a user's password\n"
+    "  user add NAME --password-stdin    the same, the password read from standard input\n"
+    "  user passwd USER PASSWORD         set a user's password (ends the user's sessions)\n"
+    "  user passwd USER --password-stdin\n"
+    "  user logout USER                  end every session of USER; prints how many\n"
     "  user list                         id and name of every user\n"
     "  enterprise add NAME               create an enterprise; prints its id\n"
     "  enterprise list                   id and name of every enterprise\n"
@@ -110,6 +117,24 @@ void printTree(const QJsonObject& node, int depth)
         printTree(child.toObject(), depth + 1);
 }
 
+// The first line of standard input, without its line end: a password that
+// scripts need not put on a command line, where other accounts can see it.
+QString passwordFromStdin()
+{
+    QTextStream in(stdin);
+    in.setCodec("UTF-8");
+    QString line = in.readLine();
+    while (line.endsWith(QLatin1Char('\r')))
+        line.chop(1);
+    return line;
+}
+
+// The PASSWORD argument, or what standard input holds for --password-stdin.
+QString passwordArgument(const QString& arg)
+{
+    return arg == QLatin1String("--password-stdin") ? passwordFromStdin() : arg;
+}
+
 int run(clouddisk::Service& s, const QStringList& a)
 {
     QString error;
@@ -117,7 +142,7 @@ int run(clouddisk::Service& s, const QStringList& a)
     const QString sub = a.value(1);
     if (cmd == QLatin1String("user")) {
         if (sub == QLatin1String("add") && a.size() == 4) {
-            const qint64 id = s.addUser(a[2], a[3], &error);
+            const qint64 id = s.addUser(a[2], passwordArgument(a[3]), &error);
             if (id < 0)
                 return fail(error);
             out() << id << "\n";
@@ -127,7 +152,17 @@ int run(clouddisk::Service& s, const QStringList& a)
             const qint64 u = resolveUser(s, a[2]);
             if (u < 0)
                 return fail(QStringLiteral("no user %1").arg(a[2]));
-            return s.setPassword(u, a[3], &error) ? 0 : fail(error);
+            return s.setPassword(u, passwordArgument(a[3]), &error) ? 0 : fail(error);
+        }
+        if (sub == QLatin1String("logout") && a.size() == 3) {
+            const qint64 u = resolveUser(s, a[2]);
+            if (u < 0)
+                return fail(QStringLiteral("no user %1").arg(a[2]));
+            const int ended = s.endSessions(u, &error);
+            if (ended < 0)
+                return fail(error);
+            out() << ended << "\n";
+            return 0;
         }
         if (sub == QLatin1String("list") && a.size() == 2) {
             for (const auto& u : s.users())
@@ -257,16 +292,22 @@ int main(int argc, char** argv)
     QStringList args = app.arguments().mid(1);
     out().setCodec("UTF-8");
     err().setCodec("UTF-8");
-    QString data;
-    const int at = args.indexOf(QStringLiteral("--data"));
-    if (at >= 0 && at + 1 < args.size()) {
-        data = args[at + 1];
+    // The options come before the command.
+    const auto take = [&args](const QString& option) {
+        const int at = args.indexOf(option);
+        if (at < 0 || at + 1 >= args.size())
+            return QString();
+        const QString value = args[at + 1];
         args.erase(args.begin() + at, args.begin() + at + 2);
-    }
+        return value;
+    };
+    const QString data = take(QStringLiteral("--data"));
+    const QString database = take(QStringLiteral("--db"));
     if (data.isEmpty() || args.isEmpty() || args.first() == QLatin1String("--help"))
         return usage();
     QString error;
-    std::unique_ptr<clouddisk::Service> service = clouddisk::Service::open(QDir(data).absolutePath(), &error);
+    std::unique_ptr<clouddisk::Service> service =
+        clouddisk::Service::open(QDir(data).absolutePath(), database, &error);
     if (!service)
         return fail(error);
     return run(*service, args);
