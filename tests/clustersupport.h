@@ -25,6 +25,9 @@
 #include <QThread>
 #include <QUrl>
 
+// The servers themselves (PostgreSQL, nginx, the watchdog) run on POSIX
+// systems only; a Windows build keeps the store on SQLite and nothing else.
+#ifndef _WIN32
 #include <arpa/inet.h>
 #include <csignal>
 #include <fcntl.h>
@@ -34,6 +37,7 @@
 #include <sys/types.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#endif
 
 #include <algorithm>
 #include <cerrno>
@@ -44,6 +48,7 @@
 
 namespace clustersupport {
 
+#ifndef _WIN32
 // ---- the watchdog --------------------------------------------------------------
 
 // A child process that waits for this process to end and then signals the
@@ -369,6 +374,8 @@ private:
     QString m_why;
 };
 
+#endif // !_WIN32
+
 // ---- the service tests on PostgreSQL -----------------------------------------
 
 // The service tests run twice: as they are (SQLite in each data folder) and
@@ -385,6 +392,12 @@ inline QString databaseFor(const QString& dataDir, QString* why = nullptr)
 {
     if (!testsOnPostgres())
         return QString();
+#ifdef _WIN32
+    Q_UNUSED(dataDir)
+    Q_UNUSED(why)
+    std::fprintf(stderr, "SKIP: the PostgreSQL runs need a POSIX system\n");
+    std::_Exit(77);
+#else
     static std::unique_ptr<Postgres> server;
     static QStringList made;
     if (!server) {
@@ -411,6 +424,7 @@ inline QString databaseFor(const QString& dataDir, QString* why = nullptr)
         made << name;
     }
     return server->url(name);
+#endif
 }
 
 // The options that put a server or the admin tool on a data folder's
@@ -463,6 +477,7 @@ inline QSqlDatabase addPeekDatabase(const QString& name, const QString& dataDir)
     return db;
 }
 
+#ifndef _WIN32
 // ---- nginx ------------------------------------------------------------------------
 
 // nginx with the site configuration of deploy/ (or any other), its own
@@ -616,5 +631,7 @@ inline bool makeCertificate(const QString& dir, QString* why = nullptr)
         *why = openssl.isEmpty() ? QStringLiteral("no openssl command") : QString::fromLocal8Bit(out);
     return ok;
 }
+
+#endif // !_WIN32
 
 } // namespace clustersupport
