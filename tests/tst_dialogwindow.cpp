@@ -1,17 +1,24 @@
 // The dialog's window on a real X server with a window manager: it opens
 // inside the screen at every scale, is resized by each edge and corner with
 // the pointer, fills the free area when maximised with the names taking the
-// width, and the geometry rules behind all this.
+// width, pop-ups open at their widgets, and the geometry rules behind all
+// this.
 #include "xserversupport.h"
 #include "testsupport.h"
 
+#include "AddressBar.h"
+#include "AddressItem.h"
+#include "MenuWidget.h"
 #include "WindowGeometry.h"
+#include "zBaseMenu.h"
 #include "zBaseButton.h"
 #include "zBaseControlTesting.h"
 #include "zControlTesting.h"
 #include "zFileDialog.h"
 
+#include <QCompleter>
 #include <QHeaderView>
+#include <QListView>
 #include <QProcess>
 #include <QScreen>
 #include <QTableView>
@@ -154,6 +161,8 @@ private slots:
     void pointerOverAnEdgeShowsItsCursor();
     void minimumSizeKeepsEveryControlUsable();
     void maximisedFillsTheAreaAndNamesTakeTheWidth();
+    void popupsOpenUnderTheirWidgets();
+    void escapeClosesOnlyTheSegmentDropDown();
 
 private:
     QTemporaryDir m_home;
@@ -435,6 +444,107 @@ void TestDialogWindow::maximisedFillsTheAreaAndNamesTakeTheWidth()
     for (int c = 0; c < header->count(); ++c)
         total += header->isSectionHidden(c) ? 0 : header->sectionSize(c);
     QCOMPARE(total, header->viewport()->width());
+}
+
+namespace {
+// A folder segment whose drop-down has rows, the one farthest right.
+AddressItem* openableSegment(QWidget* dialog)
+{
+    AddressItem* found = nullptr;
+    for (AddressItem* item : dialog->findChildren<AddressItem*>()) {
+        if (item->isVisible() && !item->isRootItem()
+            && !QDir(item->segmentPath()).isEmpty(QDir::Dirs | QDir::NoDotAndDotDot)
+            && (!found || item->mapTo(dialog, QPoint()).x() > found->mapTo(dialog, QPoint()).x()))
+            found = item;
+    }
+    return found;
+}
+
+// Clicks the segment's arrow through the X server.
+void clickArrow(QWidget* dialog, const QRect& xDialog, AddressItem* item)
+{
+    const QPoint arrow = xDialog.topLeft() + item->mapTo(dialog, QPoint(item->width() - 6, item->height() / 2));
+    QCOMPARE(xdotool({"mousemove", QString::number(arrow.x()), QString::number(arrow.y())}), 0);
+    QCOMPARE(xdotool({"click", "1"}), 0);
+}
+} // namespace
+
+void TestDialogWindow::popupsOpenUnderTheirWidgets()
+{
+    QDir(m_app->path()).mkpath(QStringLiteral("popupdir/inner"));
+    Probe d;
+    d.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&d));
+    d.updateCurrentPath(QDir(m_app->path()).filePath(QStringLiteral("popupdir")), zFileDialog::tracing);
+    QTest::qWait(800);
+    const QRect xDialog = xGeometry(&d);
+    // What the toolkit believes is where the X server has the window.
+    QCOMPARE(d.geometry(), xDialog);
+
+    AddressItem* item = openableSegment(&d);
+    QVERIFY(item);
+    clickArrow(&d, xDialog, item);
+    QTRY_VERIFY_WITH_TIMEOUT(item->hasPopupMenu() && item->popupMenu()->isVisible(), 3000);
+    QTest::qWait(200);
+    const QRect xSegment(xDialog.topLeft() + item->mapTo(&d, QPoint()), item->size());
+    // A pop-up has no frame: the place the toolkit gives it is where the X
+    // server puts it, so it is compared with the X server's dialog.
+    const QRect xMenu = item->popupMenu()->geometry();
+    QVERIFY2(xMenu.top() >= xSegment.center().y() && xMenu.top() <= xSegment.bottom() + 8,
+             qPrintable(QStringLiteral("menu at %1,%2, segment %3,%4 %5x%6").arg(xMenu.x()).arg(xMenu.y())
+                            .arg(xSegment.x()).arg(xSegment.y()).arg(xSegment.width()).arg(xSegment.height())));
+    QVERIFY2(xMenu.left() >= xSegment.left() - 40 && xMenu.left() <= xSegment.right() + 8,
+             qPrintable(QStringLiteral("menu at %1,%2, segment %3,%4").arg(xMenu.x()).arg(xMenu.y())
+                            .arg(xSegment.x()).arg(xSegment.y())));
+    item->closeMenu();
+    item->setChecked(false);
+
+    // The typed path's completions open just under the bar.
+    auto* bar = d.findChild<AddressBar*>();
+    QVERIFY(bar);
+    auto* completer = bar->findChild<QCompleter*>();
+    QVERIFY(completer);
+    QCOMPARE(xdotool({"key", "ctrl+l"}), 0);
+    QTRY_VERIFY_WITH_TIMEOUT(QApplication::focusWidget() == bar, 3000);
+    const QString typed = QDir(m_app->path()).filePath(QStringLiteral("popupd"));
+    QCOMPARE(xdotool({"key", "ctrl+a"}), 0);
+    QCOMPARE(xdotool({"type", "--delay", "20", typed}), 0);
+    QTRY_VERIFY_WITH_TIMEOUT(completer->popup()->isVisible(), 5000);
+    QTest::qWait(200);
+    const QRect xBar(xDialog.topLeft() + bar->mapTo(&d, QPoint()), bar->size());
+    const QRect xList = completer->popup()->geometry();
+    QVERIFY2(qAbs(xList.top() - (xBar.bottom() + 1)) <= 8 && qAbs(xList.left() - xBar.left()) <= 8,
+             qPrintable(QStringLiteral("completions at %1,%2, bar %3,%4 %5x%6").arg(xList.x()).arg(xList.y())
+                            .arg(xBar.x()).arg(xBar.y()).arg(xBar.width()).arg(xBar.height())));
+    QCOMPARE(xdotool({"key", "Escape"}), 0);
+}
+
+void TestDialogWindow::escapeClosesOnlyTheSegmentDropDown()
+{
+    QDir(m_app->path()).mkpath(QStringLiteral("popupdir/inner"));
+    Probe d;
+    d.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&d));
+    d.updateCurrentPath(QDir(m_app->path()).filePath(QStringLiteral("popupdir")), zFileDialog::tracing);
+    QTest::qWait(500);
+    AddressItem* item = openableSegment(&d);
+    QVERIFY(item);
+    clickArrow(&d, xGeometry(&d), item);
+    QTRY_VERIFY_WITH_TIMEOUT(item->hasPopupMenu() && item->popupMenu()->isVisible(), 3000);
+    // The arrows move the highlight in the open list, as in any menu.
+    QListView* list = item->listWidget()->view();
+    QWidget* focus = QApplication::focusWidget();
+    QVERIFY(focus);
+    QTest::keyClick(focus, Qt::Key_Down);
+    QCOMPARE(list->currentIndex().row(), 0);
+    QTest::keyClick(QApplication::focusWidget(), Qt::Key_Escape);
+    QTRY_VERIFY_WITH_TIMEOUT(!item->popupMenu()->isVisible(), 2000);
+    QTest::qWait(200);
+    QVERIFY(d.isVisible());
+    QCOMPARE(d.result(), 0);
+    // With the drop-down closed, Escape is the dialog's again.
+    QTest::keyClick(QApplication::focusWidget(), Qt::Key_Escape);
+    QTRY_VERIFY_WITH_TIMEOUT(!d.isVisible(), 2000);
 }
 
 int main(int argc, char** argv)

@@ -13,6 +13,8 @@
 #include <QAction>
 #include <QDir>
 #include <QIcon>
+#include <QKeyEvent>
+#include <QListView>
 #include <QMouseEvent>
 #include <QPainter>
 #include <QPainterPath>
@@ -186,6 +188,7 @@ void AddressItem::closeMenu()
 
 void AddressItem::menuAboutToHide()
 {
+    qApp->removeEventFilter(this);
     hovered = false;
     pressed = false;
     update();
@@ -209,10 +212,63 @@ void AddressItem::onCheckChanged(bool checked)
                               + QPoint(textWidth - px(30) + px(17), px(20));
             menu->move(at);
             menu->show();
+            // The drop-down takes no keys of its own (it must not grab
+            // them), so while it is open the keys of this window are
+            // answered here, as an open menu would.
+            qApp->installEventFilter(this);
         }
     } else if (menu) {
         menu->close();
     }
+}
+
+bool AddressItem::eventFilter(QObject* watched, QEvent* event)
+{
+    if (event->type() != QEvent::KeyPress && event->type() != QEvent::ShortcutOverride)
+        return false;
+    if (!menu || !menu->isVisible() || !watched->isWidgetType()
+        || static_cast<QWidget*>(watched)->window() != window())
+        return false;
+    auto* key = static_cast<QKeyEvent*>(event);
+    QListView* view = menuWidget->view();
+    const QModelIndex current = view->currentIndex();
+    const int rowCount = view->model() ? view->model()->rowCount() : 0;
+    switch (key->key()) {
+    case Qt::Key_Escape:
+    case Qt::Key_Up:
+    case Qt::Key_Down:
+    case Qt::Key_Return:
+    case Qt::Key_Enter:
+        break;
+    default:
+        return false;
+    }
+    // Taken before any shortcut of the window (Escape would close it).
+    if (event->type() == QEvent::ShortcutOverride) {
+        event->accept();
+        return true;
+    }
+    switch (key->key()) {
+    case Qt::Key_Escape:
+        closeMenu();
+        setChecked(false);
+        break;
+    case Qt::Key_Up:
+    case Qt::Key_Down:
+        if (rowCount > 0) {
+            const int step = key->key() == Qt::Key_Down ? 1 : -1;
+            const int row = current.isValid() ? qBound(0, current.row() + step, rowCount - 1)
+                                              : (step > 0 ? 0 : rowCount - 1);
+            view->selectionModel()->setCurrentIndex(view->model()->index(row, 0),
+                                                    QItemSelectionModel::ClearAndSelect);
+        }
+        break;
+    default:
+        if (current.isValid())
+            emit view->clicked(current);
+        break;
+    }
+    return true;
 }
 
 bool AddressItem::hasSubFolders() const

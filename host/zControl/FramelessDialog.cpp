@@ -7,6 +7,8 @@
 #include <QCursor>
 #include <QEvent>
 #include <QMouseEvent>
+#include <QMoveEvent>
+#include <QPointer>
 #include <QPainter>
 #include <QPainterPath>
 #include <QScreen>
@@ -243,11 +245,31 @@ void FramelessDialog::showEvent(QShowEvent* event)
         placed = zControlGeometry::keptInside(placed, area);
     }
     setGeometry(placed);
-    // Some window managers place a new window by their own rules; once it
-    // is mapped it is put where it belongs again.
-    QTimer::singleShot(0, this, [this, placed] {
-        if (!isMaximized() && !isFullScreen() && size() == placed.size() && pos() != placed.topLeft())
-            move(placed.topLeft());
+    m_placedAt = placed;
+    m_settling.start();
+    m_replacements = 0;
+}
+
+void FramelessDialog::answerSettlingMove(QMoveEvent* event)
+{
+    // Some window managers place a new window by their own rules, and a
+    // reparenting one can report the window where its frame stood before it
+    // was moved into place, with no word after: the toolkit then keeps a
+    // stale position and every pop-up (menus, completions, lists) opens that
+    // far off its widget. Only what the window system reports counts here;
+    // a few replies within the first moments are enough, and a window the
+    // user moves later is left where it is put.
+    constexpr qint64 kSettleMs = 2000;
+    constexpr int kMaxReplacements = 4;
+    if (!event->spontaneous() || !m_placedAt.isValid() || m_settling.elapsed() > kSettleMs
+        || m_replacements >= kMaxReplacements || isMaximized() || isFullScreen()
+        || size() != m_placedAt.size() || event->pos() == m_placedAt.topLeft())
+        return;
+    ++m_replacements;
+    const QPointer<FramelessDialog> self(this);
+    QTimer::singleShot(0, this, [self] {
+        if (self && self->isVisible() && self->pos() != self->m_placedAt.topLeft())
+            self->move(self->m_placedAt.topLeft());
     });
 }
 
@@ -286,6 +308,8 @@ void FramelessDialog::changeEvent(QEvent* event)
 bool FramelessDialog::event(QEvent* event)
 {
     // Whatever a subclass adds must stay under the corner overlay.
+    if (event->type() == QEvent::Move)
+        answerSettlingMove(static_cast<QMoveEvent*>(event));
     if ((event->type() == QEvent::ChildAdded || event->type() == QEvent::Show) && m_overlay)
         m_overlay->raise();
     return QDialog::event(event);

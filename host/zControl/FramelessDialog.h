@@ -6,6 +6,7 @@
 // it opens no larger than the free area of its screen, centred there.
 #include "zcontrol_global.h"
 #include <QDialog>
+#include <QElapsedTimer>
 
 class ZCONTROL_EXPORT FramelessDialog : public QDialog
 {
@@ -36,10 +37,18 @@ protected:
     void showEvent(QShowEvent* event) override;
 
 private:
+    void answerSettlingMove(class QMoveEvent* event);
+
     friend class FramelessFrameOverlay;
     friend class FramelessEdgeResizer;
     QWidget* m_overlay = nullptr;
     QObject* m_resizer = nullptr;
     bool m_placed = false;
+    // Where the window was put when it opened, and how long ago: reports of
+    // another place that come in while the window manager settles it are
+    // answered by putting it there again.
+    QRect m_placedAt;
+    QElapsedTimer m_settling;
+    int m_replacements = 0;
     int m_margin = 0;
 };
