@@ -1,7 +1,10 @@
 #pragma once
 // Starts a helper server (Xvfb, dbus-daemon) for one test program, before
 // the application object exists, and stops it at the end. The server tells
-// where it listens by writing one line to a descriptor it is given.
+// where it listens by writing one line to a descriptor it is given. The
+// server is told to stop when the test process ends in any way (a crash, a
+// sanitizer's abort, a timeout's kill), so that it never outlives the test
+// and keeps CTest waiting on its output.
 #include <QByteArray>
 #include <QString>
 #include <QStringList>
@@ -9,6 +12,9 @@
 #include <csignal>
 #include <fcntl.h>
 #include <poll.h>
+#ifdef __linux__
+#include <sys/prctl.h>
+#endif
 #include <sys/types.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -31,10 +37,18 @@ public:
         std::vector<QByteArray> argv{program.toLocal8Bit()};
         for (QString a : args)
             argv.push_back(a.replace(QStringLiteral("%FD%"), QString::fromLatin1(fd)).toLocal8Bit());
+        const pid_t parent = getpid();
         m_pid = fork();
         if (m_pid == 0) {
             close(fds[0]);
             setpgid(0, 0);
+#ifdef __linux__
+            prctl(PR_SET_PDEATHSIG, SIGTERM);
+            if (getppid() != parent)
+                _exit(1);
+#else
+            (void)parent;
+#endif
             std::vector<char*> raw;
             for (QByteArray& a : argv)
                 raw.push_back(a.data());

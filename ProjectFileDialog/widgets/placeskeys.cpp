@@ -32,7 +32,7 @@ PlacesKeys::PlacesKeys(QObject* parent)
 
 void PlacesKeys::setButtons(const QList<QAbstractButton*>& buttons)
 {
-    for (const QPointer<QAbstractButton>& b : qAsConst(m_buttons)) {
+    for (const QPointer<QObject>& b : qAsConst(m_buttons)) {
         if (b)
             b->removeEventFilter(this);
     }
@@ -44,19 +44,33 @@ void PlacesKeys::setButtons(const QList<QAbstractButton*>& buttons)
     refresh();
 }
 
+QAbstractButton* PlacesKeys::button(int index) const
+{
+    return qobject_cast<QAbstractButton*>(m_buttons.at(index).data());
+}
+
+QAbstractButton* PlacesKeys::tabStop() const
+{
+    return qobject_cast<QAbstractButton*>(m_stop.data());
+}
+
 QVector<bool> PlacesKeys::usable() const
 {
     QVector<bool> result;
     result.reserve(m_buttons.size());
-    for (const QPointer<QAbstractButton>& b : m_buttons)
+    for (int i = 0; i < m_buttons.size(); ++i) {
+        const QAbstractButton* b = button(i);
         result << (b && b->isEnabled() && b->isVisibleTo(b->window()));
+    }
     return result;
 }
 
-int PlacesKeys::indexOf(QObject* button) const
+int PlacesKeys::indexOf(const QObject* place) const
 {
+    if (!place)
+        return -1;
     for (int i = 0; i < m_buttons.size(); ++i) {
-        if (m_buttons.at(i) == button)
+        if (m_buttons.at(i).data() == place)
             return i;
     }
     return -1;
@@ -70,7 +84,7 @@ void PlacesKeys::refresh()
     int focused = -1;
     int checked = -1;
     for (int i = 0; i < m_buttons.size(); ++i) {
-        QAbstractButton* b = m_buttons.at(i);
+        const QAbstractButton* b = button(i);
         if (!b)
             continue;
         if (b->hasFocus())
@@ -78,13 +92,13 @@ void PlacesKeys::refresh()
         if (b->isChecked() && checked < 0)
             checked = i;
     }
-    const int stop = pfd::placeTabStop(usable(), focused, checked, indexOf(m_stop));
-    m_stop = stop >= 0 ? m_buttons.at(stop) : nullptr;
+    const int stop = pfd::placeTabStop(usable(), focused, checked, indexOf(m_stop.data()));
+    m_stop = stop >= 0 ? m_buttons.at(stop).data() : nullptr;
     // Every place keeps the click focus, so it reports itself as focusable;
     // only the stop is also reached by Tab.
-    for (const QPointer<QAbstractButton>& b : qAsConst(m_buttons)) {
-        if (b)
-            b->setFocusPolicy(b == m_stop ? Qt::StrongFocus : Qt::ClickFocus);
+    for (int i = 0; i < m_buttons.size(); ++i) {
+        if (QAbstractButton* b = button(i))
+            b->setFocusPolicy(i == stop ? Qt::StrongFocus : Qt::ClickFocus);
     }
     m_refreshing = false;
 }
@@ -94,7 +108,7 @@ void PlacesKeys::moveFocus(int from, int step)
     const int to = pfd::stepPlace(usable(), from, step);
     if (to < 0)
         return;
-    QAbstractButton* target = m_buttons.at(to);
+    QAbstractButton* target = button(to);
     if (m_reveal)
         m_reveal(target);
     target->setFocus(step < 0 ? Qt::BacktabFocusReason : Qt::TabFocusReason);
@@ -103,7 +117,7 @@ void PlacesKeys::moveFocus(int from, int step)
 bool PlacesKeys::eventFilter(QObject* watched, QEvent* event)
 {
     const int index = indexOf(watched);
-    if (index < 0)
+    if (index < 0 || !button(index))
         return QObject::eventFilter(watched, event);
     switch (event->type()) {
     case QEvent::KeyPress: {
@@ -130,7 +144,7 @@ bool PlacesKeys::eventFilter(QObject* watched, QEvent* event)
             return true;
         case Qt::Key_Return:
         case Qt::Key_Enter:
-            static_cast<QAbstractButton*>(watched)->click();
+            button(index)->click();
             return true;
         default:
             break;
@@ -139,8 +153,8 @@ bool PlacesKeys::eventFilter(QObject* watched, QEvent* event)
     }
     case QEvent::FocusIn:
         if (m_reveal)
-            m_reveal(m_buttons.at(index));
-        m_stop = m_buttons.at(index);
+            m_reveal(button(index));
+        m_stop = watched;
         refresh();
         break;
     case QEvent::EnabledChange:

@@ -42,18 +42,23 @@ public:
     // Chooses the Tab stop again; the column calls it itself whenever a
     // place is shown, hidden, enabled, disabled or focused.
     void refresh();
-    QAbstractButton* tabStop() const { return m_stop; }
+    QAbstractButton* tabStop() const;
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
     QVector<bool> usable() const;
-    int indexOf(QObject* button) const;
+    // The place at `index`; null once it is gone or while it is being
+    // destroyed (its QWidget destructor still sends events, when it is no
+    // longer a button).
+    QAbstractButton* button(int index) const;
+    int indexOf(const QObject* place) const;
     void moveFocus(int from, int step);
 
-    QList<QPointer<QAbstractButton>> m_buttons;
-    QPointer<QAbstractButton> m_stop;
+    // Held as objects and cast on use, never downcast blindly: see button().
+    QList<QPointer<QObject>> m_buttons;
+    QPointer<QObject> m_stop;
     std::function<void(QAbstractButton*)> m_reveal;
     bool m_refreshing = false;
 };
