@@ -149,6 +149,14 @@ int ctl(const QString& data, const QStringList& args)
 
 } // namespace
 
+#if defined(__SANITIZE_ADDRESS__)
+#define PFD_TEST_UNDER_ASAN
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define PFD_TEST_UNDER_ASAN
+#endif
+#endif
+
 class tst_clouddisk_serverstore : public QObject
 {
     Q_OBJECT
@@ -199,7 +207,12 @@ private slots:
         // more per client.
         QVERIFY2(handlesAfter <= handlesBefore + 16 * 3, qPrintable(QString::number(handlesAfter)));
         // A leak of one database connection per client is 100 KB each.
+        // Under AddressSanitizer freed memory waits in its quarantine (256 MB)
+        // and the RSS grows whatever the server does; its leak check at the
+        // server's exit stands in for this figure there.
+#ifndef PFD_TEST_UNDER_ASAN
         QVERIFY2(rssAfter - rssBefore < 16 * 1024, qPrintable(QString::number(rssAfter - rssBefore)));
+#endif
     }
 
     void idleKeptAliveClientsHoldNoDatabaseConnection()

@@ -141,7 +141,9 @@ void TestDialogLayout::corruptFileGivesTheDefaultsSilently()
 {
     QFile f(pfd::dialogLayoutFile(m_app->path()));
     QVERIFY(f.open(QIODevice::WriteOnly));
-    f.write("\xff\xfe[window\nsize=@Size(\x01\nmaximized=\"\n[[[table]\x00view=list\n", 60);
+    // Not UTF-8, a control character, an unclosed value and a NUL byte.
+    static const char garbage[] = "\xff\xfe[window\nsize=@Size(\x01\nmaximized=\"\n[[[table]\x00view=list\n";
+    QCOMPARE(f.write(garbage, sizeof garbage - 1), qint64(sizeof garbage - 1));
     f.close();
     Probe d;
     d.show();
