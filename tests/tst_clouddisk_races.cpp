@@ -295,6 +295,37 @@ private slots:
         QCOMPARE(r.value("data").toObject().value("wjdx").toDouble(), tib);
     }
 
+    // ---- a service outliving its thread's held connections
+
+    // A service held by something its thread destroys only after its own
+    // thread-local state (a static of the main thread at exit(), here a
+    // thread_local made first) finds that thread's held connections already
+    // given back, and must not touch them again. Under AddressSanitizer the
+    // old code read freed memory here.
+    void serviceDestroyedAfterItsThreadsHeldConnections()
+    {
+        QTemporaryDir dir;
+        const QString data = dir.path() + "/data";
+        std::atomic<qint64> user{-1};
+        std::thread([&] {
+            struct Keeper
+            {
+                std::unique_ptr<Service> service;
+                ~Keeper() { service.reset(); }
+            };
+            // Made before the store's own thread-local state, so it is
+            // destroyed after it.
+            static thread_local Keeper keeper;
+            keeper.service = Service::open(data);
+            if (keeper.service)
+                user = keeper.service->addUser("alice", "a-pass");
+        }).join();
+        QVERIFY(user > 0);
+        auto again = Service::open(data);
+        QVERIFY(again);
+        QCOMPARE(again->personalRoot(user) > 0, true);
+    }
+
     // ---- on the disk before the reply
 
     void contentsAndTheirFolderFlushedBeforeTheReply()

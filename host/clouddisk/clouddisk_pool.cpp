@@ -159,13 +159,7 @@ struct Holdings
     };
     std::vector<Held> items;
 
-    ~Holdings()
-    {
-        for (Held& h : items) {
-            if (std::shared_ptr<Pool> p = h.pool.lock())
-                p->giveBack(std::move(h.db));
-        }
-    }
+    ~Holdings();
 
     Held* find(const Pool* key)
     {
@@ -185,6 +179,21 @@ struct Holdings
 };
 
 thread_local Holdings t_holdings;
+// Set once this thread's holdings are gone. A service that outlives them
+// (one held by a static of the main thread, destroyed by exit() after the
+// thread's own destructors ran) then has nothing held to give back, and the
+// holdings must not be touched again. Trivially destructible, so it is still
+// there when they are not.
+thread_local bool t_holdingsGone = false;
+
+Holdings::~Holdings()
+{
+    t_holdingsGone = true;
+    for (Held& h : items) {
+        if (std::shared_ptr<Pool> p = h.pool.lock())
+            p->giveBack(std::move(h.db));
+    }
+}
 
 } // namespace
 
@@ -195,6 +204,8 @@ std::shared_ptr<Pool> makePool(const QString& tag, std::function<QSqlDatabase(co
 
 QSqlDatabase heldConnection(const std::shared_ptr<Pool>& pool)
 {
+    if (t_holdingsGone)
+        return pool->take();
     if (Holdings::Held* h = t_holdings.find(pool.get()))
         return h->db;
     t_holdings.prune();
@@ -206,6 +217,8 @@ QSqlDatabase heldConnection(const std::shared_ptr<Pool>& pool)
 
 void releaseHeld(const std::shared_ptr<Pool>& pool)
 {
+    if (t_holdingsGone)
+        return;
     for (auto it = t_holdings.items.begin(); it != t_holdings.items.end(); ++it) {
         if (it->key == pool.get()) {
             QSqlDatabase db = std::move(it->db);
