@@ -16,6 +16,8 @@
 #include "zControlTesting.h"
 
 #include <QFileDialog>
+#include <QJsonArray>
+#include <QLineEdit>
 #include <QTableView>
 #include <QtTest>
 
@@ -80,6 +82,8 @@ private slots:
     void saveOffersBothCloudsAndAsksForLogin_data();
     void saveOffersBothCloudsAndAsksForLogin();
     void loginGivenUpReturnsToDocuments();
+    void projectSavedIntoThePersonalCloudIsUploaded();
+    void projectSavedLocallyIsWrittenWhole();
     void toolkitDialogsSpeakChinese();
 
 private:
@@ -161,6 +165,41 @@ void TestDemoHost::loginGivenUpReturnsToDocuments()
     QVERIFY(seen.loginShown);
     QVERIFY(!Users::Instance()->Mqy()->IsLogin());
     QCOMPARE(zFileDialog::iClickedBtn, 2);
+}
+
+// The demo does with a saved path what the suite does: writes the project
+// and, in a cloud, uploads it, so the project lands in the signed-in user's
+// cloud folder.
+void TestDemoHost::projectSavedIntoThePersonalCloudIsUploaded()
+{
+    Seen seen;
+    whenDialogShows([&seen](zFileDialog* d) {
+        answerLogin(&seen, true);
+        child<zBaseButton>(d, "personYun_button")->click();
+        child<QLineEdit>(d, "fileName_lineEdit")->setText(QStringLiteral("演示上传"));
+        d->onOkButton();
+        if (d->isVisible())
+            d->onCancelButton();
+    });
+    const QString path = demo::runSave(nullptr, m_home.path());
+    QVERIFY(seen.loginShown);
+    QVERIFY2(path.contains(QStringLiteral("/个人云盘/")), qPrintable(path));
+    QCOMPARE(demo::saveProject(path), QStringLiteral("已写入工程并上传到云盘"));
+    QStringList names;
+    const QJsonArray children = m_cloud->service->subtree(m_cloud->bobRoot).value("xjdata").toArray();
+    for (const QJsonValue& c : children)
+        names << c.toObject().value("wjjmc").toString() + c.toObject().value("wjm").toString();
+    QVERIFY2(names.contains(QStringLiteral("演示上传.GCFX")), qPrintable(names.join(QLatin1Char('|'))));
+}
+
+void TestDemoHost::projectSavedLocallyIsWrittenWhole()
+{
+    const QString path = m_home.path() + QStringLiteral("/Documents/本地工程.GCFX");
+    QCOMPARE(demo::saveProject(path), QStringLiteral("已写入工程"));
+    QFile f(path);
+    QVERIFY(f.open(QIODevice::ReadOnly));
+    QVERIFY(f.readAll().startsWith(QStringLiteral("演示宿主保存的工程").toUtf8()));
+    QCOMPARE(demo::saveProject(QString()), QString());
 }
 
 void TestDemoHost::toolkitDialogsSpeakChinese()

@@ -11,6 +11,11 @@ namespace demo {
 QString runOpen(QWidget* parent, const QString& workspace, OpenFileType type = OpenProjectFile);
 // getSaveFileName on the workspace with a default project name.
 QString runSave(QWidget* parent, const QString& workspace);
+// What the suite does with the path a save returned: writes the project
+// there (whole or not at all) and, when the path lies in a cloud's staging
+// folder, uploads it to that cloud. The line the demo's log shows; empty
+// for an empty path.
+QString saveProject(const QString& path);
 
 // Installs Qt's own Chinese texts (qtbase_zh_CN.qm), so the toolkit's file
 // dialogs that "其它路径" opens speak the dialog's language. False when the

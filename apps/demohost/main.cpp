@@ -60,7 +60,14 @@ QWidget* makeHostWindow(const QString& workspace)
     addButton(QStringLiteral("选择文件夹…"),
               [window, workspace] { return demo::runOpen(window, workspace, ChooseFolder); },
               QStringLiteral("getOpenFileName(文件夹)"));
-    addButton(QStringLiteral("保存工程…"), [window, workspace] { return demo::runSave(window, workspace); },
+    // As the suite does: the project is written where the dialog said, and
+    // a project saved into a cloud is uploaded from there.
+    addButton(QStringLiteral("保存工程…"),
+              [window, workspace] {
+                  const QString path = demo::runSave(window, workspace);
+                  const QString saved = demo::saveProject(path);
+                  return saved.isEmpty() ? path : path + QStringLiteral("（") + saved + QStringLiteral("）");
+              },
               QStringLiteral("getSaveFileName"));
     layout->addWidget(log, 1);
     window->resize(560, 360);
