@@ -304,7 +304,7 @@ private slots:
 
     void handlesStayFlatOverManyConnections()
     {
-        auto server = startServer();
+        auto server = startServer({QStringLiteral("--threads"), QStringLiteral("8")});
         QVERIFY(server);
         const QString token = tokenFor(server->port());
         QVERIFY(!token.isEmpty());
@@ -320,7 +320,12 @@ private slots:
         const qint64 rssAfter = procStatus(server->pid(), "VmRSS");
         qInfo("after 1000 connections one by one: fds %d -> %d, RSS %.1f -> %.1f MB", filesBefore, filesAfter,
               rssBefore / 1024.0, rssAfter / 1024.0);
-        QVERIFY(filesAfter <= filesBefore + 2);
+        // The records' pool, as large as the server's 8 threads, may have
+        // grown meanwhile (a client's request still ends on one thread while
+        // the next one starts on another), by up to 3 handles a connection
+        // (database, journal, shared memory); a leak is one or more per
+        // client, a thousand here.
+        QVERIFY2(filesAfter <= filesBefore + 8 * 3, qPrintable(QString::number(filesAfter)));
         QVERIFY(server->stop());
     }
 
