@@ -91,6 +91,7 @@ private slots:
     void rootListsStandardPlaces();
     void rootArrowOpensThePlacesWhateverTheWorkingFolder();
     void openSegmentIsFilledAsHovered();
+    void hoveredSegmentOutlinesItsTextAndArrowParts();
     void listScrollBarsUseThePlainButtonColours();
     void segmentListsAreReadWhenTheBarIsBuilt();
     void movingOverAnotherSegmentSwitchesMenu();
@@ -569,6 +570,32 @@ void TestAddressBar::openSegmentIsFilledAsHovered()
     QCOMPARE(hovered, item->palette().color(QPalette::Active, QPalette::Window));
     QCOMPARE(checked, hovered);
     m_bar->uncheckOpenItem();
+}
+
+void TestAddressBar::hoveredSegmentOutlinesItsTextAndArrowParts()
+{
+    m_bar->setPath(QStringLiteral("C:/a"));
+    AddressItem* item = segments().last();
+    QVERIFY(item);
+    QEvent enter(QEvent::Enter);
+    QCoreApplication::sendEvent(item, &enter);
+    const QImage image = item->grab().toImage();
+    const QPalette pal = item->palette();
+    const QColor outline = pal.color(QPalette::Active, QPalette::ColorRole(17));
+    const QColor fill = pal.color(QPalette::Active, QPalette::Window);
+    const int text = item->segmentTextWidth();
+    // Two rectangles side by side: the text part's corners, the rule where
+    // the arrow part starts, and the arrow part's far corners.
+    QCOMPARE(image.pixelColor(0, 0), outline);
+    QCOMPARE(image.pixelColor(0, 19), outline);
+    QCOMPARE(image.pixelColor(text - 1, 10), outline);
+    QCOMPARE(image.pixelColor(text, 10), outline);
+    QCOMPARE(image.pixelColor(text + 16, 0), outline);
+    QCOMPARE(image.pixelColor(text + 16, 19), outline);
+    // The whole item is filled, below the 20-pixel parts too.
+    QCOMPARE(image.pixelColor(text + 8, 20), fill);
+    QEvent leave(QEvent::Leave);
+    QCoreApplication::sendEvent(item, &leave);
 }
 
 void TestAddressBar::listScrollBarsUseThePlainButtonColours()

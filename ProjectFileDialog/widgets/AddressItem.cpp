@@ -17,7 +17,6 @@
 #include <QListView>
 #include <QMouseEvent>
 #include <QPainter>
-#include <QPainterPath>
 #include <QWidgetAction>
 #include <QWindow>
 
@@ -376,22 +375,18 @@ void AddressItem::paintEvent(QPaintEvent* event)
     const bool down = pressed || isChecked();
 
     if (hovered || down) {
-        // The whole item in the window colour, one rounded outline around
-        // the text part and the arrow part with a rule between them; an open
-        // or pressed segment is filled as a hovered one, its text shifted and
-        // its arrow turned down below.
-        const qreal radius = px(3);
-        const QRectF frame = QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5);
-        QPainterPath shape;
-        shape.addRoundedRect(frame, radius, radius);
-        painter.fillPath(shape, pal.color(QPalette::Active, QPalette::Window));
-        const QColor outline = pal.color(QPalette::Active, kOutlineRole);
-        painter.setPen(QPen(outline, 1));
-        painter.drawPath(shape);
-        if (textWidth > 0) {
-            const qreal x = textWidth + 0.5;
-            painter.drawLine(QPointF(x, frame.top()), QPointF(x, frame.bottom()));
+        // The whole item in the window colour, the text part and the arrow
+        // part each outlined; an open or pressed segment is filled as a
+        // hovered one, its text shifted and its arrow turned down below.
+        painter.fillRect(rect(), pal.color(QPalette::Active, QPalette::Window));
+        painter.setRenderHint(QPainter::Antialiasing, false);
+        painter.setPen(QPen(pal.color(QPalette::Active, kOutlineRole), 0));
+        painter.setBrush(Qt::NoBrush);
+        for (const QRect& part : {textPart, arrowPart}) {
+            if (part.width() > 0)
+                painter.drawRect(part.adjusted(0, 0, -1, -1));
         }
+        painter.setRenderHint(QPainter::Antialiasing);
     }
 
     painter.setFont(font);
