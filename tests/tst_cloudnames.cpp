@@ -62,6 +62,7 @@ private slots:
     void sizeTexts_data();
     void sizeTexts();
     void folderRowsHaveNoSizeAndTheFolderKind();
+    void idsPastAWholeNumbersRangeKeepTheirNumberText();
     void personalRootIsUnwrapped();
     void personalTreeWithoutRootComesAsItIs();
     void singleSegmentNeverExists();
@@ -257,6 +258,21 @@ void TestCloudNames::folderRowsHaveNoSizeAndTheFolderKind()
     QCOMPARE(file.at(TimeColumn), QStringLiteral("2024-05-06 07:08:09"));
     // A numeric id is written in decimal.
     QCOMPARE(rowTexts(QJsonObject{{"wjjmc", "n"}, {"wjjid", 42}, {"wjlx", 1}}).at(IdColumn), QStringLiteral("42"));
+}
+
+void TestCloudNames::idsPastAWholeNumbersRangeKeepTheirNumberText()
+{
+    // Ids a 64-bit integer cannot hold arrive only from a broken or hostile
+    // reply; they are shown as the number they are, never converted.
+    const auto id = [](double value) {
+        return rowTexts(QJsonObject{{"wjjmc", "n"}, {"wjjid", value}, {"wjlx", 1}}).at(IdColumn);
+    };
+    QCOMPARE(id(1.11111e23), QStringLiteral("1.11111e+23"));
+    QCOMPARE(id(-1e19), QStringLiteral("-1e+19"));
+    QCOMPARE(id(9223372036854775808.0), QStringLiteral("9.22337e+18"));
+    QCOMPARE(id(-9223372036854775808.0), QStringLiteral("-9223372036854775808"));
+    QCOMPARE(id(2.5), QStringLiteral("2.5"));
+    QCOMPARE(nodeText(QJsonObject{{"wjlx", 1e300}}, QStringLiteral("wjlx")), QStringLiteral("1e+300"));
 }
 
 void TestCloudNames::personalRootIsUnwrapped()

@@ -16,8 +16,16 @@ QString nodeText(const QJsonObject& node, const QString& key)
         return v.toString();
     if (v.isDouble()) {
         const double d = v.toDouble();
-        const qint64 whole = static_cast<qint64>(d);
-        return double(whole) == d ? QString::number(whole) : QString::number(d);
+        // Only a whole number inside a 64-bit integer's range is written as
+        // one; a larger id from a hostile or broken reply keeps its double
+        // text rather than being converted (an overflowing conversion is
+        // undefined behaviour).
+        if (d >= -9223372036854775808.0 && d < 9223372036854775808.0) {
+            const qint64 whole = static_cast<qint64>(d);
+            if (double(whole) == d)
+                return QString::number(whole);
+        }
+        return QString::number(d);
     }
     return QString();
 }

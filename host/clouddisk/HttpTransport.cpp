@@ -383,7 +383,10 @@ public:
             return result;
         }
         result.ok = true;
-        result.userId = qint64(answer.value(QLatin1String("userId")).toDouble(-1));
+        // A user id is a whole number a 64-bit integer holds; anything else a
+        // server sends reads as no id rather than an overflowing conversion.
+        const double id = answer.value(QLatin1String("userId")).toDouble(-1);
+        result.userId = (id >= 0 && id < 9223372036854775808.0) ? qint64(id) : -1;
         result.userName = name;
         return result;
     }
