@@ -7,6 +7,8 @@
 #include <QHash>
 
 #include <climits>
+#include <cstring>
+#include <list>
 #include <initializer_list>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -25,12 +27,14 @@ public:
     explicit TextInterner(int bound, std::initializer_list<const QString*> known = {})
         : m_bound(bound)
     {
-        for (const QString* k : known)
-            m_seen.insert(k->toUtf8(), *k);
+        for (const QString* k : known) {
+            m_keys.push_back(k->toUtf8());
+            m_seen.insert(Key{m_keys.back().constData(), m_keys.back().size()}, *k);
+        }
     }
     QString get(const char* p, int n)
     {
-        const QByteArray key = QByteArray::fromRawData(p, n);
+        const Key key{p, n};
         auto it = m_seen.constFind(key);
         if (it != m_seen.constEnd())
             return it.value();
@@ -41,9 +45,29 @@ public:
     }
 
 private:
+    // A stretch of bytes in the answer (or in m_keys), compared by content;
+    // looking one up allocates nothing.
+    struct Key
+    {
+        const char* p;
+        int n;
+        bool operator==(const Key& o) const { return n == o.n && std::memcmp(p, o.p, size_t(n)) == 0; }
+    };
+    friend uint qHash(const Key& k, uint seed) { return qHashBits(k.p, size_t(k.n), seed); }
+
     int m_bound;
-    QHash<QByteArray, QString> m_seen;
+    std::list<QByteArray> m_keys; // stable addresses for the known texts
+    QHash<Key, QString> m_seen;
 };
+
+// Empty items are common (no shortcut target, no drive label): they share
+// one empty text rather than each allocating its own.
+QString utf8Text(const char* s, int len)
+{
+    if (len == 0)
+        return QString(QLatin1String(""));
+    return QString::fromUtf8(s, len);
+}
 
 bool isDriveRootKind(const QString& type)
 {
@@ -126,18 +150,18 @@ public:
                             // Decoding sizes the text for one character per
                             // byte; a name of Chinese characters needs a third
                             // of that, and the record keeps it for long.
-                            fields[n] = QString::fromUtf8(s, len);
+                            fields[n] = utf8Text(s, len);
                             if (fields[n].size() < len)
                                 fields[n].squeeze();
                         } else if (n == 1) {
                             if (lastDateLength != len || memcmp(lastDate, s, size_t(len)) != 0) {
                                 lastDate = s;
                                 lastDateLength = len;
-                                lastDateText = QString::fromUtf8(s, len);
+                                lastDateText = utf8Text(s, len);
                             }
                             fields[n] = lastDateText;
                         } else {
-                            fields[n] = QString::fromUtf8(s, len);
+                            fields[n] = utf8Text(s, len);
                         }
                         if (!escaped && !validUtf8(s, len, fields[n]))
                             return false;
