@@ -148,11 +148,16 @@ public:
                             fields[n] = sizes.get(s, len);
                         } else if (n == 0) {
                             // Decoding sizes the text for one character per
-                            // byte; a name of Chinese characters needs a third
-                            // of that, and the record keeps it for long.
-                            fields[n] = utf8Text(s, len);
-                            if (fields[n].size() < len)
-                                fields[n].squeeze();
+                            // byte; a name with Chinese characters needs less.
+                            // Shrinking that text in place would leave a small
+                            // free gap beside every such name, so the name is
+                            // copied out at its length and the wide decoding
+                            // is given back whole, to be used for the next.
+                            QString decoded = utf8Text(s, len);
+                            if (decoded.size() < len)
+                                fields[n] = QString(decoded.constData(), decoded.size());
+                            else
+                                fields[n] = std::move(decoded);
                         } else if (n == 1) {
                             if (lastDateLength != len || memcmp(lastDate, s, size_t(len)) != 0) {
                                 lastDate = s;
