@@ -79,6 +79,9 @@ private slots:
     void dateSortPutsInvalidDatesFirst();
     void sortOutsideColumnsDoesNothing();
     void shortcutsToFilesNeverBreakTheSort();
+    void sortFiltersAgainAfterARenameChangesTheSuffix();
+    void sortFiltersAgainUnderNewFilters();
+    void sortAsksShortcutTargetsAgain();
 
     void cellTexts();
     void pathColumnSwapsTexts();
@@ -345,6 +348,62 @@ void TestFileModelLocal::shortcutsToFilesNeverBreakTheSort()
     for (int r = 0; r < m.rowCount(); ++r)
         seen.insert(m.fileAt(r)->name);
     QCOMPARE(seen.size(), 3000);
+}
+
+void TestFileModelLocal::sortFiltersAgainAfterARenameChangesTheSuffix()
+{
+    QTemporaryDir tree;
+    const QString path = tree.path() + QStringLiteral("/a.GCFG");
+    QFile f(path);
+    QVERIFY(f.open(QIODevice::WriteOnly));
+    f.close();
+    FileInfo info = rec("a.GCFG", "GCFG 文件", "1KB");
+    info.path = path;
+    fileModelLocal m;
+    m.setNameFilters({"*.GCFG"});
+    m.setFiles({info, rec("b.GCFG", "GCFG 文件")});
+    m.applyNameFilters();
+    QCOMPARE(m.rowCount(), 2);
+    QVERIFY(m.setData(m.index(0, 0), QStringLiteral("a.txt")));
+    QCOMPARE(names(m), (QStringList{"a.txt", "b.GCFG"}));
+    m.sort(0, Qt::AscendingOrder);
+    QCOMPARE(names(m), QStringList{"b.GCFG"});
+}
+
+void TestFileModelLocal::sortFiltersAgainUnderNewFilters()
+{
+    fileModelLocal m;
+    m.setNameFilters({"*.GCFG"});
+    m.setFiles({rec("b.GCFG", "GCFG 文件"), rec("a.GCFZ", "GCFZ 文件")});
+    m.applyNameFilters();
+    m.sort(0, Qt::AscendingOrder);
+    QCOMPARE(names(m), QStringList{"b.GCFG"});
+    m.setNameFilters({"*.GCFZ"});
+    m.sort(0, Qt::AscendingOrder);
+    QCOMPARE(names(m), QStringList{"a.GCFZ"});
+    m.setNameFilters({"*.*"});
+    m.sort(0, Qt::AscendingOrder);
+    QCOMPARE(names(m), (QStringList{"a.GCFZ", "b.GCFG"}));
+    // New records under the same filters are asked again too.
+    m.setFiles({rec("c.txt", "TXT 文件")});
+    m.sort(0, Qt::AscendingOrder);
+    QCOMPARE(names(m), QStringList{"c.txt"});
+}
+
+void TestFileModelLocal::sortAsksShortcutTargetsAgain()
+{
+    // A shortcut's row depends on its target at the time of each pass: a
+    // target folder made after the records were filtered shows at the sort.
+    QTemporaryDir tree;
+    const QString target = tree.path() + QStringLiteral("/later");
+    fileModelLocal m;
+    m.setNameFilters({"*.GCFG"});
+    m.setFiles({rec("to-later.lnk", "快捷方式", "1KB", target), rec("a.GCFG", "GCFG 文件")});
+    m.applyNameFilters();
+    QCOMPARE(names(m), QStringList{"a.GCFG"});
+    QVERIFY(QDir().mkpath(target));
+    m.sort(0, Qt::AscendingOrder);
+    QCOMPARE(names(m), (QStringList{"to-later.lnk", "a.GCFG"}));
 }
 
 void TestFileModelLocal::cellTexts()

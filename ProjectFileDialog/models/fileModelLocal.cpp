@@ -158,6 +158,8 @@ bool fileModelLocal::setData(const QModelIndex& index, const QVariant& value, in
 
     info.name = newName;
     info.path = newPath;
+    // A new suffix may pass the filters differently.
+    forgetFilterPass();
     emit dataChanged(index, index, {Qt::DisplayRole, Qt::EditRole});
 
     if (info.isFolder() || info.isShortcut()) {
@@ -196,6 +198,7 @@ void fileModelLocal::setFiles(const QList<FileInfo>& files)
     if (allFiles.isSharedWith(files))
         return;
     allFiles = files;
+    forgetFilterPass();
 }
 
 bool fileModelLocal::passesFilter(const FileInfo& info) const
@@ -212,15 +215,28 @@ bool fileModelLocal::passesFilter(const FileInfo& info) const
 
 void fileModelLocal::rebuildVisible()
 {
+    if (m_lastFilterPassValid) {
+        visibleFiles = m_lastFilterPass;
+        return;
+    }
     visibleFiles.clear();
     visibleFiles.reserve(allFiles.size());
     // "*.*" or "**" alone lets every record through: no need to ask each.
     const bool everything = m_nameFilters.size() == 1
                             && (m_nameFilters.at(0) == QLatin1String("**") || m_nameFilters.at(0) == QLatin1String("*.*"));
+    bool askedFileSystem = false;
     for (int i = 0; i < allFiles.size(); ++i) {
-        if (everything || passesFilter(allFiles.at(i)))
+        const FileInfo& info = allFiles.at(i);
+        if (!everything && info.isShortcut())
+            askedFileSystem = true;
+        if (everything || passesFilter(info))
             visibleFiles.append(i);
     }
+    // Every other answer follows from the record's own texts, so the same
+    // records under the same filters give the same rows.
+    m_lastFilterPassValid = !askedFileSystem;
+    if (m_lastFilterPassValid)
+        m_lastFilterPass = visibleFiles;
 }
 
 void fileModelLocal::applyNameFilters()
@@ -230,8 +246,16 @@ void fileModelLocal::applyNameFilters()
     endResetModel();
 }
 
+void fileModelLocal::forgetFilterPass()
+{
+    m_lastFilterPassValid = false;
+    m_lastFilterPass = QVector<int>();
+}
+
 void fileModelLocal::setNameFilters(const QStringList& filters)
 {
+    if (filters != m_nameFilters)
+        forgetFilterPass();
     m_nameFilters = filters;
 }
 

@@ -52,10 +52,17 @@ public:
 private:
     bool passesFilter(const FileInfo& info) const;
     void rebuildVisible();
+    void forgetFilterPass();
     void sortVisible(int column, Qt::SortOrder order);
 
     QList<FileInfo> allFiles;
     QVector<int> visibleFiles; // positions in allFiles, in display order
+    // The last filter pass over allFiles, in record order. A sort right
+    // after applyNameFilters takes it instead of asking every record again;
+    // it is dropped whenever the records or the filters change, and not
+    // kept when a row's answer depends on the file system (shortcuts).
+    QVector<int> m_lastFilterPass;
+    bool m_lastFilterPassValid = false;
     QString m_currentDir;
     IconSource iconSource;
     QStringList m_nameFilters;
