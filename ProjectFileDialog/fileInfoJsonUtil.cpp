@@ -44,16 +44,29 @@ FileInfo fileInfoJsonUtil::fromJson(const QJsonObject& o)
     return info;
 }
 
-QJsonObject fileInfoJsonUtil::load(const QString& file)
+namespace {
+
+// The store's object, and its text as read when it parsed as one.
+QJsonObject readStore(const QString& file, QByteArray* text)
 {
     QFile f(file);
     if (!f.open(QIODevice::ReadOnly | QIODevice::Text))
         return QJsonObject();
+    const QByteArray bytes = f.readAll();
     QJsonParseError err;
-    const QJsonDocument doc = QJsonDocument::fromJson(f.readAll(), &err);
+    const QJsonDocument doc = QJsonDocument::fromJson(bytes, &err);
     if (err.error != QJsonParseError::NoError || !doc.isObject())
         return QJsonObject();
+    if (text)
+        *text = bytes;
     return doc.object();
+}
+
+} // namespace
+
+QJsonObject fileInfoJsonUtil::load(const QString& file)
+{
+    return readStore(file, nullptr);
 }
 
 namespace {
@@ -176,8 +189,17 @@ void fileInfoJsonUtil::WriteJsonFromFileInfo(const QString& file, const QString&
 
 void fileInfoJsonUtil::UpdateJsonFromLastPath(const QString& file, const QString& path)
 {
-    QJsonObject root = load(file);
+    QByteArray before;
+    QJsonObject root = readStore(file, &before);
     root.insert(QStringLiteral("LastPath"), path);
+    // Every dialog that opens in the folder the last one showed would write
+    // the very same text again, through a new file and a rename. A store
+    // that already holds that text, and could be written, is left as it is;
+    // one that cannot be written still goes through the write and its
+    // warning.
+    if (!before.isEmpty() && QJsonDocument(root).toJson(QJsonDocument::Indented) == before
+        && QFileInfo(file).isWritable())
+        return;
     if (!save(file, root))
         qWarning().noquote() << QStringLiteral("无法写入文件：") + file;
 }

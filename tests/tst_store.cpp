@@ -13,6 +13,8 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <sys/stat.h>
+
 namespace {
 
 FileInfo folder(const QString& name, const QString& path)
@@ -70,6 +72,8 @@ private slots:
     void handEditedLongArrayShrinksByNothing();
     void otherKeysSurviveEveryWrite();
     void lastPathReadAndWritten();
+    void sameLastPathLeavesTheStoreAsItIs();
+    void sameLastPathOnAStoreThatCannotChangeStillWarns();
     void nonArrayMemberBecomesOneElementArray();
     void nonObjectEntriesAreSkipped();
     void removeTakesFirstMatchOnly();
@@ -242,6 +246,42 @@ void TestStore::lastPathReadAndWritten()
     QCOMPARE(fileInfoJsonUtil::GetLastPathFromJson(m_store), QStringLiteral("D:\\工程\\预算"));
     writeRaw(m_store, R"({"LastPath": 12})");
     QCOMPARE(fileInfoJsonUtil::GetLastPathFromJson(m_store), QString());
+}
+
+void TestStore::sameLastPathLeavesTheStoreAsItIs()
+{
+    fillStore(m_store);
+    const auto inode = [this] {
+        struct stat st;
+        return ::stat(QFile::encodeName(m_store).constData(), &st) == 0 ? st.st_ino : ino_t(0);
+    };
+    const QByteArray before = readRaw(m_store);
+    const ino_t first = inode();
+    QVERIFY(first != 0);
+    // Every write goes through a new file renamed over the store, so an
+    // unchanged inode means nothing was written.
+    fileInfoJsonUtil::UpdateJsonFromLastPath(m_store, QStringLiteral("/projects"));
+    QCOMPARE(inode(), first);
+    QCOMPARE(readRaw(m_store), before);
+    fileInfoJsonUtil::UpdateJsonFromLastPath(m_store, QStringLiteral("/projects/2024"));
+    QVERIFY(inode() != first);
+    QCOMPARE(fileInfoJsonUtil::GetLastPathFromJson(m_store), QStringLiteral("/projects/2024"));
+    // A store in another layout holding the same folder is written out in
+    // the usual layout.
+    writeRaw(m_store, R"({"LastPath":"/same"})");
+    fileInfoJsonUtil::UpdateJsonFromLastPath(m_store, QStringLiteral("/same"));
+    QCOMPARE(readRaw(m_store), QByteArray("{\n    \"LastPath\": \"/same\"\n}\n"));
+}
+
+void TestStore::sameLastPathOnAStoreThatCannotChangeStillWarns()
+{
+    fileInfoJsonUtil::UpdateJsonFromLastPath(m_store, QStringLiteral("/keep"));
+    if (!setImmutable(m_store, true))
+        QSKIP("files cannot be made immutable here");
+    QTest::ignoreMessage(QtWarningMsg, qPrintable(QStringLiteral("无法写入文件：") + m_store));
+    fileInfoJsonUtil::UpdateJsonFromLastPath(m_store, QStringLiteral("/keep"));
+    setImmutable(m_store, false);
+    QCOMPARE(fileInfoJsonUtil::GetLastPathFromJson(m_store), QStringLiteral("/keep"));
 }
 
 void TestStore::nonArrayMemberBecomesOneElementArray()
