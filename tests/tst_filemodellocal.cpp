@@ -84,6 +84,8 @@ private slots:
     void sortAsksShortcutTargetsAgain();
 
     void cellTexts();
+    void dateTextsReadLikeTheGeneralParser_data();
+    void dateTextsReadLikeTheGeneralParser();
     void pathColumnSwapsTexts();
     void driveListShowsDisplayNames();
     void headerSectionsAndAlignment();
@@ -404,6 +406,46 @@ void TestFileModelLocal::sortAsksShortcutTargetsAgain()
     QVERIFY(QDir().mkpath(target));
     m.sort(0, Qt::AscendingOrder);
     QCOMPARE(names(m), (QStringList{"to-later.lnk", "a.GCFG"}));
+}
+
+void TestFileModelLocal::dateTextsReadLikeTheGeneralParser_data()
+{
+    QTest::addColumn<QByteArray>("zone");
+    QTest::addColumn<QString>("text");
+    const QStringList texts{
+        "2024-01-02 03:04:05", "1999-12-31 23:59:59", "0999-01-01 00:00:00", "2024-02-29 12:00:00",
+        "2023-02-29 12:00:00", "2024-13-01 00:00:00", "2024-00-10 00:00:00", "2024-01-32 00:00:00",
+        "2024-01-02 24:00:00", "2024-01-02 23:60:00", "2024-01-02 23:59:60", "0000-01-01 00:00:00",
+        "2024-03-31 02:30:00", "2024-10-27 02:30:00", "2018-11-04 00:30:00", "2024-1-02 03:04:05",
+        "2024-01-02T03:04:05", "2024-01-02 03:04", "", "not a date", "２０２４-01-02 03:04:05",
+        "2024-01-02 03:04:05 ", " 2024-01-02 03:04:0"};
+    for (const char* zone : {"UTC", "Europe/Berlin", "America/Sao_Paulo", "Asia/Shanghai"}) {
+        for (const QString& text : texts)
+            QTest::addRow("%s %s", zone, qPrintable(text)) << QByteArray(zone) << text;
+    }
+}
+
+void TestFileModelLocal::dateTextsReadLikeTheGeneralParser()
+{
+    // The table's date column reads well-formed texts by hand; whatever the
+    // text and the time zone (days the clock skips an hour included), it
+    // shows what parsing and formatting with patterns show.
+    QFETCH(QByteArray, zone);
+    QFETCH(QString, text);
+    const QByteArray before = qgetenv("TZ");
+    qputenv("TZ", zone);
+    tzset();
+    const QString expected = QDateTime::fromString(text, QStringLiteral("yyyy-MM-dd hh:mm:ss"))
+                                 .toString(QStringLiteral("yyyy/MM/dd hh:mm"));
+    fileModelLocal m;
+    showOne(m, rec("a.txt", "TXT 文件", "1KB", QString(), text));
+    const QString shown = m.index(0, 3).data().toString();
+    if (before.isNull())
+        qunsetenv("TZ");
+    else
+        qputenv("TZ", before);
+    tzset();
+    QCOMPARE(shown, expected);
 }
 
 void TestFileModelLocal::cellTexts()

@@ -46,12 +46,6 @@ bool entryExists(const QString& path)
     return info.exists() || info.isSymLink();
 }
 
-QString dateText(const QString& datetime)
-{
-    return QDateTime::fromString(datetime, QStringLiteral("yyyy-MM-dd hh:mm:ss"))
-        .toString(QStringLiteral("yyyy/MM/dd hh:mm"));
-}
-
 const QStringList& headers(bool pathColumn)
 {
     static const QStringList normal{QStringLiteral("名称"), QStringLiteral("大小"),
@@ -117,7 +111,7 @@ QVariant fileModelLocal::data(const QModelIndex& index, int role) const
         case 2:
             return m_showPathColumn ? sizeText() : info->type;
         case 3:
-            return dateText(info->datetime);
+            return pfd::dateDisplayText(info->datetime);
         default:
             return QVariant();
         }

@@ -15,6 +15,10 @@ namespace pfd {
 // value, so they come first.
 PFD_EXPORT qint64 dateTimeSortKey(const QString& text);
 
+// A "yyyy-MM-dd hh:mm:ss" text as the table shows it, "yyyy/MM/dd hh:mm" in
+// local time; empty when the text names no valid date-time.
+PFD_EXPORT QString dateDisplayText(const QString& text);
+
 // Quicksort over positions with the median of first, middle and last as
 // pivot; equal elements keep no particular order. Every index it touches is
 // bounds-checked, so even an ordering that is not transitive (a shortcut to
