@@ -19,12 +19,14 @@
 #include "zControlTesting.h"
 #include "zCpfTesting.h"
 #include "zMessageBox.h"
+#include "WindowFrame.h"
 
 #include <QApplication>
 #include <QFile>
 #include <QJsonObject>
 #include <QLabel>
 #include <QMouseEvent>
+#include <QPainter>
 #include <QPointer>
 #include <QProgressBar>
 #include <QScreen>
@@ -151,6 +153,8 @@ private slots:
     void roundedDialogCloseButton();
     void roundedDialogBodySize();
     void roundedDialogKeepsCornersOverChildren();
+    void windowFrameFromTilesMatchesTheStrokes_data();
+    void windowFrameFromTilesMatchesTheStrokes();
     void roundedDialogDragByTitleWidget();
     void roundedDialogDragByTopStrip();
 
@@ -499,6 +503,85 @@ void TestHostStandIns::roundedDialogKeepsCornersOverChildren()
     QCOMPARE(image.pixelColor(body.center()), QColor("#123456"));
     const int shadow = image.pixelColor(body.left() - 2, body.center().y()).alpha();
     QVERIFY2(shadow > 0 && shadow < 64, qPrintable(QString::number(shadow)));
+}
+
+void TestHostStandIns::windowFrameFromTilesMatchesTheStrokes_data()
+{
+    QTest::addColumn<QSize>("size");
+    QTest::addColumn<int>("margin");
+    QTest::addColumn<qreal>("radius");
+    QTest::addColumn<qreal>("ratio");
+    QTest::newRow("dialog") << QSize(1020, 700) << 10 << 8.0 << 1.0;
+    QTest::newRow("odd sizes") << QSize(333, 257) << 10 << 8.0 << 1.0;
+    QTest::newRow("scale 2") << QSize(420, 300) << 10 << 8.0 << 2.0;
+    QTest::newRow("scale 1.5") << QSize(421, 301) << 10 << 8.0 << 1.5;
+    QTest::newRow("maximised") << QSize(800, 600) << 0 << 0.0 << 1.0;
+    QTest::newRow("smallest with tiles") << QSize(43, 43) << 10 << 8.0 << 1.0;
+    QTest::newRow("too small for tiles") << QSize(30, 60) << 10 << 8.0 << 1.0;
+}
+
+void TestHostStandIns::windowFrameFromTilesMatchesTheStrokes()
+{
+    // The frame is drawn from small images made once per shape; over any
+    // content it must give what stroking the whole frame gives.
+    QFETCH(QSize, size);
+    QFETCH(int, margin);
+    QFETCH(qreal, radius);
+    QFETCH(qreal, ratio);
+    zControlFrame::Shape shape;
+    shape.whole = QRect(QPoint(0, 0), size);
+    shape.body = shape.whole.marginsRemoved(QMargins(margin, margin, margin, margin));
+    shape.radius = radius;
+    shape.margin = margin;
+    shape.border = QColor("#D9DDE3");
+    const auto content = [&] {
+        QImage image(QSize(qCeil(size.width() * ratio), qCeil(size.height() * ratio)),
+                     QImage::Format_ARGB32_Premultiplied);
+        image.setDevicePixelRatio(ratio);
+        image.fill(Qt::transparent);
+        QPainter p(&image);
+        // Children painted square over the body, in a pattern that shows
+        // any piece put in the wrong place.
+        QLinearGradient g(0, 0, size.width(), size.height());
+        g.setColorAt(0, QColor(200, 40, 40));
+        g.setColorAt(1, QColor(40, 40, 200));
+        p.fillRect(QRect(QPoint(0, 0), size), g);
+        return image;
+    };
+    QImage direct = content();
+    {
+        QPainter p(&direct);
+        zControlFrame::paintDirect(p, shape);
+    }
+    QImage tiled = content();
+    zControlFrame::Painter painter;
+    for (int pass = 0; pass < 2; ++pass) { // the second paint takes the kept images
+        tiled = content();
+        QPainter p(&tiled);
+        painter.paint(p, shape, ratio);
+    }
+    QCOMPARE(tiled.size(), direct.size());
+    int worst = 0;
+    QPoint where;
+    for (int y = 0; y < direct.height(); ++y) {
+        const QRgb* a = reinterpret_cast<const QRgb*>(direct.constScanLine(y));
+        const QRgb* b = reinterpret_cast<const QRgb*>(tiled.constScanLine(y));
+        for (int x = 0; x < direct.width(); ++x) {
+            const int d = qMax(qMax(qAbs(qRed(a[x]) - qRed(b[x])), qAbs(qGreen(a[x]) - qGreen(b[x]))),
+                               qMax(qAbs(qBlue(a[x]) - qBlue(b[x])), qAbs(qAlpha(a[x]) - qAlpha(b[x]))));
+            if (d > worst) {
+                worst = d;
+                where = QPoint(x, y);
+            }
+        }
+    }
+    QVERIFY2(worst <= 3, qPrintable(QStringLiteral("differs by %1 at %2,%3").arg(worst).arg(where.x()).arg(where.y())));
+    // The frame is there at all: outside the body is cleared to the shadow,
+    // inside it the content shows.
+    const QPoint mid(qFloor(size.width() * ratio / 2), qFloor(size.height() * ratio / 2));
+    QCOMPARE(qAlpha(tiled.pixel(mid)), 255);
+    if (margin > 0)
+        QVERIFY(qAlpha(tiled.pixel(0, 0)) < 20);
 }
 
 void TestHostStandIns::roundedDialogDragByTitleWidget()

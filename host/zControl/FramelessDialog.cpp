@@ -1,4 +1,5 @@
 #include "FramelessDialog.h"
+#include "WindowFrame.h"
 #include "WindowGeometry.h"
 #include "zBaseTheme.h"
 #include "zControl_p.h"
@@ -43,35 +44,18 @@ protected:
     void paintEvent(QPaintEvent*) override
     {
         QPainter p(this);
-        p.setRenderHint(QPainter::Antialiasing);
-        const QRectF body = QRectF(m_dialog->bodyRect());
-        const qreal radius = radiusFor(m_dialog);
-        QPainterPath bodyPath;
-        bodyPath.addRoundedRect(body, radius, radius);
-        QPainterPath outside;
-        outside.addRect(QRectF(rect()));
-        outside = outside.subtracted(bodyPath);
-
-        p.setCompositionMode(QPainter::CompositionMode_Clear);
-        p.fillPath(outside, Qt::transparent);
-        p.setCompositionMode(QPainter::CompositionMode_SourceOver);
-
-        // Rings fading outwards read as a soft shadow without a blur pass.
-        const int margin = m_dialog->shadowMargin();
-        p.setBrush(Qt::NoBrush);
-        for (int i = 1; i <= margin; ++i) {
-            const qreal fade = 1.0 - qreal(i) / (margin + 1);
-            p.setPen(QPen(QColor(15, 25, 45, int(22 * fade * fade)), 1.0));
-            const qreal grow = i - 0.5;
-            p.drawRoundedRect(body.adjusted(-grow, -grow + 1, grow, grow + 1),
-                              radius + grow, radius + grow);
-        }
-        p.setPen(QPen(QColor(zBaseTheme::color(QStringLiteral("window-border-color"))), 1.0));
-        p.drawRoundedRect(body.adjusted(0.5, 0.5, -0.5, -0.5), radius, radius);
+        zControlFrame::Shape shape;
+        shape.whole = rect();
+        shape.body = m_dialog->bodyRect();
+        shape.radius = radiusFor(m_dialog);
+        shape.margin = m_dialog->shadowMargin();
+        shape.border = QColor(zBaseTheme::color(QStringLiteral("window-border-color")));
+        m_frame.paint(p, shape, devicePixelRatioF());
     }
 
 private:
     FramelessDialog* m_dialog;
+    zControlFrame::Painter m_frame;
 };
 
 // Resizing by the edges. The edges are mostly covered by children, so the
@@ -276,12 +260,10 @@ void FramelessDialog::answerSettlingMove(QMoveEvent* event)
 void FramelessDialog::paintEvent(QPaintEvent* event)
 {
     Q_UNUSED(event)
+    // Square: the frame drawn over every child rounds the corners off, as
+    // it does for children that reach into them.
     QPainter p(this);
-    p.setRenderHint(QPainter::Antialiasing);
-    p.setPen(Qt::NoPen);
-    p.setBrush(QColor(zBaseTheme::color(QStringLiteral("background-color"))));
-    const qreal radius = radiusFor(this);
-    p.drawRoundedRect(QRectF(bodyRect()), radius, radius);
+    p.fillRect(bodyRect(), QColor(zBaseTheme::color(QStringLiteral("background-color"))));
 }
 
 void FramelessDialog::resizeEvent(QResizeEvent* event)
