@@ -19,6 +19,9 @@ packages=(cmake g++ make qtbase5-dev qtbase5-dev-tools libqt5svg5-dev libqt5sql5
           libmicrohttpd-dev libcurl4-openssl-dev pkg-config
           # the cloud's password hashes (Argon2id)
           libsodium-dev
+          # the file table's name order: sort keys from the collation
+          # library QCollator uses
+          libicu-dev
 
           # A team cloud on several machines: PostgreSQL for the shared
           # records (the server, and Qt SQL's driver for it), nginx as the

@@ -5,8 +5,10 @@
 
 #include <QCollatorSortKey>
 #include <QString>
+#include <QtGlobal>
 
 #include <functional>
+#include <string>
 #include <vector>
 
 class QCollator;
@@ -14,8 +16,43 @@ class QCollator;
 namespace pfd {
 PFD_EXPORT void configureChineseCollator(QCollator& collator);
 
+// The sort keys of many names, compared by position: compare(a, b) orders
+// names a and b exactly as the Chinese collator's compare does.
+class PFD_EXPORT SortKeys
+{
+public:
+    int size() const { return m_count; }
+    int compare(int a, int b) const
+    {
+        if (!m_collatorKeys.empty())
+            return m_collatorKeys[size_t(a)].compare(m_collatorKeys[size_t(b)]);
+        // Most pairs differ in their first eight bytes; a key that ends
+        // within them (its terminating zero is among them) is equal to any
+        // key with the same first eight.
+        const quint64 pa = m_prefix[size_t(a)];
+        const quint64 pb = m_prefix[size_t(b)];
+        if (pa != pb)
+            return pa < pb ? -1 : 1;
+        if (m_offset[size_t(a) + 1] - m_offset[size_t(a)] <= 8 || m_offset[size_t(b) + 1] - m_offset[size_t(b)] <= 8)
+            return 0;
+        return compareTails(a, b);
+    }
+
+private:
+    friend PFD_EXPORT SortKeys chineseSortKeys(int n, const std::function<const QString&(int)>& nameAt);
+    int compareTails(int a, int b) const;
+
+    int m_count = 0;
+    // Where the collation library is at hand, every key in one block of
+    // bytes (each ending with a zero byte) with its first eight bytes kept
+    // beside it as a number; otherwise the collator's own keys.
+    std::string m_bytes;
+    std::vector<quint32> m_offset;
+    std::vector<quint64> m_prefix;
+    std::vector<QCollatorSortKey> m_collatorKeys;
+};
+
 // The Chinese collator's sort keys of n names (nameAt(i) for i below n), in
-// that order. A long list is shared among the machine's cores, each with a
-// collator of its own; keys made so compare exactly as one collator's would.
-PFD_EXPORT std::vector<QCollatorSortKey> chineseSortKeys(int n, const std::function<const QString&(int)>& nameAt);
+// that order. A long list is shared among the machine's cores.
+PFD_EXPORT SortKeys chineseSortKeys(int n, const std::function<const QString&(int)>& nameAt);
 } // namespace pfd

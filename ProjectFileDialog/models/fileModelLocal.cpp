@@ -298,8 +298,7 @@ void fileModelLocal::sortVisible(int column, Qt::SortOrder order)
         // folder nor a shortcut; 2: shortcuts to files, which compare by name
         // with both.
         std::vector<char> group(static_cast<size_t>(n));
-        const std::vector<QCollatorSortKey> keys =
-            pfd::chineseSortKeys(n, [&](int i) -> const QString& { return record(i).name; });
+        const pfd::SortKeys keys = pfd::chineseSortKeys(n, [&](int i) -> const QString& { return record(i).name; });
         for (int i = 0; i < n; ++i) {
             const FileInfo& f = record(i);
             if (f.isFolder())
@@ -316,7 +315,7 @@ void fileModelLocal::sortVisible(int column, Qt::SortOrder order)
                 return true;
             if (gb == 0 && ga == 1)
                 return false;
-            return keys[size_t(a)].compare(keys[size_t(b)]) < 0;
+            return keys.compare(a, b) < 0;
         });
         break;
     }

@@ -1,5 +1,6 @@
 #include "listing.h"
 
+#include "pagerelease.h"
 #include "pathstyle.h"
 #include "pfdlog.h"
 #include "TranMiUtilAction.h"
@@ -7,6 +8,7 @@
 #include <QHash>
 
 #include <climits>
+#include <cstddef>
 #include <cstring>
 #include <list>
 #include <initializer_list>
@@ -19,8 +21,7 @@ namespace {
 // kind text keeps a 100,000-row folder from holding 100,000 copies of
 // "文件夹", and size texts repeat too (empty files, files of a fixed size).
 // Up to bound distinct texts are remembered, so a folder of distinct sizes
-// costs no more than without sharing. Keys seen in the answer point into it,
-// and the answer outlives the scan.
+// costs no more than without sharing.
 class TextInterner
 {
 public:
@@ -39,8 +40,12 @@ public:
         if (it != m_seen.constEnd())
             return it.value();
         const QString s = QString::fromUtf8(p, n);
-        if (m_seen.size() < m_bound)
-            m_seen.insert(key, s);
+        if (m_seen.size() < m_bound) {
+            // The key keeps bytes of its own: the answer's text may be given
+            // back while the scan goes on.
+            m_keys.push_back(QByteArray(p, n));
+            m_seen.insert(Key{m_keys.back().constData(), n}, s);
+        }
         return s;
     }
 
@@ -56,7 +61,7 @@ private:
     friend uint qHash(const Key& k, uint seed) { return qHashBits(k.p, size_t(k.n), seed); }
 
     int m_bound;
-    std::list<QByteArray> m_keys; // stable addresses for the known texts
+    std::list<QByteArray> m_keys; // the keys' bytes, at stable addresses
     QHash<Key, QString> m_seen;
 };
 
@@ -102,7 +107,19 @@ FileInfo makeRecord(QString fields[6], const QString& parentPrefix, bool driveLi
 class RowScanner
 {
 public:
-    RowScanner(const QByteArray& json) : p(json.constData()), end(json.constData() + json.size()) {}
+    RowScanner(const QByteArray& json)
+        : p(json.constData()), end(json.constData() + json.size()), releasedTo(json.constData())
+    {
+    }
+
+    // Lets the scanner give back the pages of rows it has read, a megabyte
+    // at a time, so that the answer's text and the records made from it are
+    // never all in memory at once. Only for an answer the caller owns alone.
+    void allowRelease() { mayRelease = true; }
+    bool released() const { return releasedAny; }
+    // Where the row (or the text after the last row) it stopped at begins.
+    const char* stoppedAt() const { return rowStart; }
+    const char* textEnd() const { return end; }
 
     bool scan(const QString& parentPrefix, bool driveList, QList<FileInfo>& out)
     {
@@ -119,13 +136,18 @@ public:
                                      &kindword::netDrive(), &kindword::removableDisk(),
                                      &kindword::ramDisk(), &kindword::cdRom()});
         TextInterner sizes(4096);
-        // Files written together share their time text; the last one is
-        // remembered by where it stands in the answer, which outlives the scan.
-        const char* lastDate = nullptr;
+        // Files written together share their time text.
+        char lastDate[32];
         int lastDateLength = -1;
         QString lastDateText;
         for (;;) {
             skipWs();
+            rowStart = p;
+            if (mayRelease && p - releasedTo >= kReleaseStep) {
+                pfd::releasePages(releasedTo, p);
+                releasedTo = p;
+                releasedAny = true;
+            }
             if (!eat('['))
                 return false;
             int n = 0;
@@ -160,9 +182,12 @@ public:
                                 fields[n] = std::move(decoded);
                         } else if (n == 1) {
                             if (lastDateLength != len || memcmp(lastDate, s, size_t(len)) != 0) {
-                                lastDate = s;
-                                lastDateLength = len;
                                 lastDateText = utf8Text(s, len);
+                                lastDateLength = -1;
+                                if (len <= int(sizeof lastDate)) {
+                                    memcpy(lastDate, s, size_t(len));
+                                    lastDateLength = len;
+                                }
                             }
                             fields[n] = lastDateText;
                         } else {
@@ -188,6 +213,7 @@ public:
                 fields[i].clear();
             out.append(makeRecord(fields, parentPrefix, driveList));
             skipWs();
+            rowStart = p;
             if (eat(']'))
                 return atEnd();
             if (!eat(','))
@@ -196,8 +222,14 @@ public:
     }
 
 private:
+    static constexpr std::ptrdiff_t kReleaseStep = 1 << 20;
+
     const char* p;
     const char* end;
+    const char* releasedTo;
+    const char* rowStart = nullptr;
+    bool mayRelease = false;
+    bool releasedAny = false;
 
     void skipWs()
     {
@@ -265,15 +297,16 @@ private:
     }
 };
 
-QList<FileInfo> parseGeneral(const QByteArray& json, const QString& parentPrefix, bool driveList)
+// The general reader's records of a whole answer, after those in list;
+// false (list untouched) when the answer is no array.
+bool appendGeneral(const QByteArray& json, const QString& parentPrefix, bool driveList, QList<FileInfo>& list)
 {
-    QList<FileInfo> list;
     QJsonParseError err;
     const QJsonDocument doc = QJsonDocument::fromJson(json, &err);
     if (err.error != QJsonParseError::NoError || doc.isEmpty() || !doc.isArray())
-        return list;
+        return false;
     const QJsonArray rows = doc.array();
-    list.reserve(rows.size());
+    list.reserve(list.size() + rows.size());
     QString fields[6];
     for (const QJsonValue& row : rows) {
         if (!row.isArray())
@@ -283,6 +316,13 @@ QList<FileInfo> parseGeneral(const QByteArray& json, const QString& parentPrefix
             fields[i] = items.at(i).toString();
         list.append(makeRecord(fields, parentPrefix, driveList));
     }
+    return true;
+}
+
+QList<FileInfo> parseGeneral(const QByteArray& json, const QString& parentPrefix, bool driveList)
+{
+    QList<FileInfo> list;
+    appendGeneral(json, parentPrefix, driveList, list);
     return list;
 }
 
@@ -306,6 +346,32 @@ QList<FileInfo> parseDirRows(const QByteArray& json, const QString& parentPrefix
     if (scanDirRows(json, parentPrefix, driveList, list))
         return list;
     return parseGeneral(json, parentPrefix, driveList);
+}
+
+QList<FileInfo> parseDirRowsReleasing(QByteArray& json, const QString& parentPrefix, bool driveList)
+{
+    QList<FileInfo> list;
+    RowScanner scanner(json);
+    // Borrowed text (no capacity of its own) and text another holder sees
+    // keep every page.
+    if (json.isDetached() && json.capacity() >= json.size())
+        scanner.allowRelease();
+    if (scanner.scan(parentPrefix, driveList, list))
+        return list;
+    if (!scanner.released())
+        return parseGeneral(json, parentPrefix, driveList);
+    // The rows before the one the scanner stopped at are what the general
+    // reader makes of them, and the text before that row is gone: the rest
+    // is given to the general reader as what it is, the rest of the same
+    // array. It is a valid array exactly when the whole answer is one.
+    const char* from = scanner.stoppedAt();
+    QByteArray rest;
+    rest.reserve(int(scanner.textEnd() - from) + 1);
+    rest.append('[').append(from, int(scanner.textEnd() - from));
+    json.clear();
+    if (!appendGeneral(rest, parentPrefix, driveList, list))
+        return QList<FileInfo>();
+    return list;
 }
 
 QString listedFolder(QString path)
@@ -339,8 +405,8 @@ QList<FileInfo> getFilesByPath(QString path)
         request += QLatin1Char('\\');
 
     pfd::logInfo(QStringLiteral("文件对话框------调用Go接口获取数据开始"));
-    const QByteArray bytes = TranMiUtilAction::Instance()->ReadDirAll(request);
+    QByteArray bytes = TranMiUtilAction::Instance()->ReadDirAll(request);
     pfd::logInfo(QStringLiteral("文件对话框------调用Go接口获取数据结束"));
 
-    return pfd::parseDirRows(bytes, pfd::listingPrefix(path), path == QLatin1String(":"));
+    return pfd::parseDirRowsReleasing(bytes, pfd::listingPrefix(path), path == QLatin1String(":"));
 }

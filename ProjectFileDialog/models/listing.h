@@ -16,6 +16,13 @@ namespace pfd {
 PFD_EXPORT QList<FileInfo> parseDirRows(const QByteArray& json, const QString& parentPrefix,
                                         bool driveList);
 
+// parseDirRows for an answer its caller holds alone and drops afterwards:
+// the text of rows already read is given back to the system on the way, so
+// a large folder's text and its records are not all in memory at once. The
+// records are parseDirRows's; json is left partly zeroed or empty.
+PFD_EXPORT QList<FileInfo> parseDirRowsReleasing(QByteArray& json, const QString& parentPrefix,
+                                                 bool driveList);
+
 // The fast scanner alone: true with the records when the answer has the one
 // shape it reads, false (out empty) when only the general reader can tell.
 // Whenever it answers, the answer equals the general reader's.
