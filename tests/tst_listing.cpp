@@ -7,6 +7,8 @@
 #include "testsupport.h"
 
 #include <QDir>
+#include <QJsonArray>
+#include <QJsonDocument>
 #include <QFile>
 #include <QFileIconProvider>
 #include <QImage>
@@ -40,6 +42,9 @@ private slots:
     void invalidUtf8IsJudgedLikeTheGeneralReader();
     void itemsPastTheSixthAreJudgedLikeTheGeneralReader_data();
     void itemsPastTheSixthAreJudgedLikeTheGeneralReader();
+    void answersReadWhileGivenBackEqualTheGeneralReader_data();
+    void answersReadWhileGivenBackEqualTheGeneralReader();
+    void sharedOrBorrowedAnswersAreLeftWhole();
 
     void sizeDisplayText_data();
     void sizeDisplayText();
@@ -270,6 +275,103 @@ void TestListing::itemsPastTheSixthAreJudgedLikeTheGeneralReader()
     QList<FileInfo> scanned;
     if (pfd::scanDirRows(answer, QStringLiteral("/d"), false, scanned))
         QCOMPARE(scanned.size(), records);
+}
+
+namespace {
+
+// count rows of the directory service's shape, a few megabytes of text.
+QJsonArray manyRows(int count)
+{
+    QJsonArray rows;
+    for (int i = 0; i < count; ++i) {
+        rows.append(QJsonArray{QStringLiteral("工程预算_%1.GCFX").arg(i), QStringLiteral("2024-01-02 03:%1:05").arg(i % 60, 2, 10, QLatin1Char('0')),
+                               QStringLiteral("GCFX 文件"), QStringLiteral("%1KB").arg(i % 7), QString(), QString()});
+    }
+    return rows;
+}
+
+QByteArray compact(const QJsonArray& rows)
+{
+    return QJsonDocument(rows).toJson(QJsonDocument::Compact);
+}
+
+} // namespace
+
+void TestListing::answersReadWhileGivenBackEqualTheGeneralReader_data()
+{
+    QTest::addColumn<QByteArray>("answer");
+    QTest::newRow("plain") << compact(manyRows(60000));
+    // Items the quick reader leaves to the general one, far past the first
+    // megabyte (whose text is gone by then) and near the start.
+    QJsonArray late = manyRows(60000);
+    late.replace(55000, QJsonArray{QStringLiteral("n"), 12, true});
+    QTest::newRow("number late") << compact(late);
+    QJsonArray lateNonArray = manyRows(60000);
+    lateNonArray.replace(50000, 7);
+    QTest::newRow("row that is no array, late") << compact(lateNonArray);
+    QJsonArray early = manyRows(60000);
+    early.replace(3, QJsonArray{QStringLiteral("n"), 12});
+    QTest::newRow("number early") << compact(early);
+    QJsonArray escaped = manyRows(60000);
+    escaped.replace(58000, QJsonArray{QStringLiteral("引号\"与\\斜杠.GCFX"), QStringLiteral("2024-01-02 03:04:05")});
+    QTest::newRow("escapes late") << compact(escaped);
+    // Broken past the first megabyte: the whole answer is no array.
+    QByteArray broken = compact(manyRows(60000));
+    broken.insert(broken.size() - 1000, "}");
+    QTest::newRow("broken late") << broken;
+    QByteArray trailing = compact(manyRows(60000)) + " x";
+    QTest::newRow("text after the array") << trailing;
+}
+
+void TestListing::answersReadWhileGivenBackEqualTheGeneralReader()
+{
+    // The quick reader gives back the text of rows it has read; whatever it
+    // stops at later, the records are the general reader's.
+    QFETCH(QByteArray, answer);
+    QVERIFY(answer.size() > 3 * 1024 * 1024);
+    QJsonParseError err;
+    const QJsonDocument doc = QJsonDocument::fromJson(answer, &err);
+    QList<FileInfo> want;
+    if (err.error == QJsonParseError::NoError && doc.isArray()) {
+        for (const QJsonValue& row : doc.array()) {
+            if (!row.isArray())
+                continue;
+            const QJsonArray r = row.toArray();
+            FileInfo f;
+            f.name = r.at(0).toString();
+            f.datetime = r.at(1).toString();
+            f.type = r.at(2).toString();
+            f.size = r.at(3).toString();
+            f.symLinkTarget = r.at(4).toString();
+            f.path = QStringLiteral("/d/") + f.name;
+            want.append(f);
+        }
+    }
+    QByteArray owned(answer.constData(), answer.size()); // held by this test alone
+    const QList<FileInfo> got = pfd::parseDirRowsReleasing(owned, QStringLiteral("/d"), false);
+    QCOMPARE(got.size(), want.size());
+    for (int i = 0; i < want.size(); ++i) {
+        QCOMPARE(got.at(i).name, want.at(i).name);
+        QCOMPARE(got.at(i).datetime, want.at(i).datetime);
+        QCOMPARE(got.at(i).type, want.at(i).type);
+        QCOMPARE(got.at(i).size, want.at(i).size);
+        QCOMPARE(got.at(i).symLinkTarget, want.at(i).symLinkTarget);
+        QCOMPARE(got.at(i).path, want.at(i).path);
+    }
+}
+
+void TestListing::sharedOrBorrowedAnswersAreLeftWhole()
+{
+    const QByteArray answer = compact(manyRows(60000));
+    const std::string before(answer.constData(), size_t(answer.size()));
+    // Another holder of the same text (the host may keep its answer).
+    QByteArray shared = answer;
+    QCOMPARE(pfd::parseDirRowsReleasing(shared, QStringLiteral("/d"), false).size(), 60000);
+    QCOMPARE(std::string(answer.constData(), size_t(answer.size())), before);
+    // Text the array only points at.
+    QByteArray borrowed = QByteArray::fromRawData(answer.constData(), answer.size());
+    QCOMPARE(pfd::parseDirRowsReleasing(borrowed, QStringLiteral("/d"), false).size(), 60000);
+    QCOMPARE(std::string(answer.constData(), size_t(answer.size())), before);
 }
 
 void TestListing::sizeDisplayText_data()
