@@ -74,22 +74,19 @@ bool Painter::prepare(const Shape& shape, qreal ratio)
     small.body = small.whole.marginsRemoved(QMargins(shape.margin, shape.margin, shape.margin, shape.margin));
     const QSize pixels(int(std::ceil(side * ratio)), int(std::ceil(side * ratio)));
 
-    m_keep = QImage(pixels, QImage::Format_ARGB32_Premultiplied);
-    m_keep.setDevicePixelRatio(ratio);
-    m_keep.fill(Qt::white);
-    {
-        QPainter p(&m_keep);
-        p.setRenderHint(QPainter::Antialiasing);
-        clearOutside(p, small);
-    }
-    m_rings = QImage(pixels, QImage::Format_ARGB32_Premultiplied);
-    m_rings.setDevicePixelRatio(ratio);
-    m_rings.fill(Qt::transparent);
-    {
-        QPainter p(&m_rings);
-        p.setRenderHint(QPainter::Antialiasing);
-        drawRings(p, small);
-    }
+    const auto tile = [&](const QColor& background, void (*draw)(QPainter&, const Shape&)) {
+        QImage image(pixels, QImage::Format_ARGB32_Premultiplied);
+        image.setDevicePixelRatio(ratio);
+        image.fill(background);
+        {
+            QPainter p(&image);
+            p.setRenderHint(QPainter::Antialiasing);
+            draw(p, small);
+        }
+        return image;
+    };
+    m_keep = tile(Qt::white, clearOutside);
+    m_rings = tile(Qt::transparent, drawRings);
     return true;
 }
 
