@@ -102,6 +102,16 @@ private slots:
         QCOMPARE(peek.column("PRAGMA journal_mode").value(0).toString(), QStringLiteral("wal"));
     }
 
+    void recordsInPostgresLeaveNoDatabaseFileInTheFolder()
+    {
+        if (!clustersupport::testsOnPostgres())
+            QSKIP("the records are in the folder's SQLite file in this run");
+        Cloud c;
+        QVERIFY(QFileInfo(c.dataDir()).isDir());
+        QVERIFY(QFileInfo(c.dataDir() + QStringLiteral("/contents")).isDir());
+        QVERIFY(!QFileInfo::exists(c.dataDir() + QStringLiteral("/clouddisk.sqlite")));
+    }
+
     void leftoversCleanedAtStart()
     {
         QTemporaryDir dir;

@@ -325,9 +325,11 @@ bool Db::open(QString* error, bool withdrawOthers)
 {
     // The folder holds password hashes, session and ticket tokens and every
     // file's contents: owner-only, whatever the umask.
+    // With the records in PostgreSQL the folder holds no database file.
     const QString database = m_dir + QStringLiteral("/clouddisk.sqlite");
     if (!makePrivateFolder(m_dir) || !makePrivateFolder(contentsDir()) || !makePrivateFolder(tmpDir())
-        || !makePrivateFolder(m_dir + QStringLiteral("/run")) || !createPrivateFile(database)) {
+        || !makePrivateFolder(m_dir + QStringLiteral("/run"))
+        || (!m_location.postgres && !createPrivateFile(database))) {
         if (error)
             *error = QStringLiteral("cannot create the data folder %1").arg(m_dir);
         return false;
