@@ -20,9 +20,10 @@ State& state();
 // every widget's style reads from the one theme.
 QString themed(const char* sheetTemplate);
 
-// A widget's style sheet costs a style of its own; it is kept aside and set
-// when the widget is first polished (about to show), so widgets that never
-// show never pay for it. Call setThemeSheet in the constructor and
+// The theme's sheet is set when the widget is made, before anything polishes
+// it: a sheet set then is only kept (it is read when the widget is first
+// polished), where one set at the first polish makes Qt polish the widget
+// and its children a second time. Call setThemeSheet in the constructor and
 // applyThemeSheet from the widget's event().
 void setThemeSheet(QWidget* widget, const QString& sheet);
 void applyThemeSheet(QWidget* widget, QEvent* event);

@@ -77,15 +77,19 @@ QString zBaseControlPrivate::themed(const char* sheetTemplate)
 
 void zBaseControlPrivate::setThemeSheet(QWidget* widget, const QString& sheet)
 {
+    // A sheet set by the user of the widget replaces the theme's, as it
+    // always did: only the theme's own earlier sheet is replaced.
+    const QString current = widget->styleSheet();
+    const bool themed = current.isEmpty() || current == widget->property("zThemeSheet").toString();
     widget->setProperty("zThemeSheet", sheet);
-    if (widget->testAttribute(Qt::WA_WState_Polished))
+    if (themed)
         widget->setStyleSheet(sheet);
 }
 
 void zBaseControlPrivate::applyThemeSheet(QWidget* widget, QEvent* event)
 {
-    // A sheet set by the user of the widget replaces the theme's, as it
-    // always did.
+    // A widget whose sheet was taken away before it showed gets the
+    // theme's back, as one that never had a sheet of its own.
     if (event->type() == QEvent::Polish && widget->styleSheet().isEmpty())
         widget->setStyleSheet(widget->property("zThemeSheet").toString());
 }
