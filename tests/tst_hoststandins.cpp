@@ -146,6 +146,7 @@ private slots:
     void buttonEmptyHoverKeepsNormal();
     void buttonPlainIconForgetsPaths();
     void buttonTypesPaint();
+    void userSheetReplacesTheThemeWhateverTheType();
     void widgetPaintsStyleSheet();
     void tabClickSelectsAndEmits();
     void lineEditFocusInSignal();
@@ -376,6 +377,39 @@ void TestHostStandIns::buttonTypesPaint()
     place->setControlType(zBaseButton::CrumbButton);
     QCOMPARE(place->controlType(), 63);
     QCOMPARE(pixel(place, 4, 16), QColor(zBaseTheme::color("pressed-color")));
+}
+
+void TestHostStandIns::userSheetReplacesTheThemeWhateverTheType()
+{
+    QWidget host;
+    host.setStyleSheet(QStringLiteral("background:#FFFFFF;"));
+    host.resize(300, 120);
+    // The theme's sheet is the control's from the start.
+    auto* themed = new zBaseButton(QStringLiteral("确定"), &host);
+    QVERIFY(themed->styleSheet().contains(QStringLiteral("QPushButton")));
+    themed->setControlType(zBaseButton::PrimaryButton);
+    themed->setGeometry(0, 0, 80, 30);
+    // A sheet its user sets replaces the theme's, before the control shows
+    // and after a change of type alike.
+    const QString own = QStringLiteral("QPushButton{background:#123456;border:none;}");
+    auto* mine = new zBaseButton(QStringLiteral("取消"), &host);
+    mine->setStyleSheet(own);
+    mine->setControlType(zBaseButton::PrimaryButton);
+    mine->setGeometry(0, 50, 80, 30);
+    host.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&host));
+    const auto pixel = [&host](QWidget* w) {
+        return host.grab().toImage().pixelColor(w->geometry().topLeft() + QPoint(4, 15));
+    };
+    QCOMPARE(pixel(themed), QColor("#1F6FEB"));
+    QCOMPARE(mine->styleSheet(), own);
+    QCOMPARE(pixel(mine), QColor("#123456"));
+    mine->setControlType(zBaseButton::SecondaryButton);
+    QCOMPARE(mine->styleSheet(), own);
+    QCOMPARE(pixel(mine), QColor("#123456"));
+    // The theme's own sheet follows the type.
+    themed->setControlType(zBaseButton::SecondaryButton);
+    QCOMPARE(pixel(themed), QColor(zBaseTheme::color("background-color")));
 }
 
 void TestHostStandIns::widgetPaintsStyleSheet()
