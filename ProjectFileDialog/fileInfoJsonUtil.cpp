@@ -187,18 +187,39 @@ void fileInfoJsonUtil::WriteJsonFromFileInfo(const QString& file, const QString&
         qWarning().noquote() << QStringLiteral("无法写入文件：") + file;
 }
 
+namespace {
+
+// Writes bytes over a file that already holds exactly these bytes, where it
+// stands: whenever the write stops, every byte is still what it was, so it
+// needs no file beside it and no rename. False when the file's bytes differ
+// or it cannot be written.
+bool rewriteSameBytes(const QString& file, const QByteArray& text)
+{
+    // A text-mode write ends lines as the system does.
+    QByteArray bytes = text;
+#ifdef Q_OS_WIN
+    bytes.replace("\n", "\r\n");
+#endif
+    QFile f(file);
+    if (!f.open(QIODevice::ReadWrite | QIODevice::ExistingOnly | QIODevice::Unbuffered))
+        return false;
+    if (f.size() != bytes.size() || f.readAll() != bytes || !f.seek(0))
+        return false;
+    return f.write(bytes) == bytes.size() && f.flush();
+}
+
+} // namespace
+
 void fileInfoJsonUtil::UpdateJsonFromLastPath(const QString& file, const QString& path)
 {
     QByteArray before;
     QJsonObject root = readStore(file, &before);
     root.insert(QStringLiteral("LastPath"), path);
-    // Every dialog that opens in the folder the last one showed would write
-    // the very same text again, through a new file and a rename. A store
-    // that already holds that text, and could be written, is left as it is;
-    // one that cannot be written still goes through the write and its
-    // warning.
-    if (!before.isEmpty() && QJsonDocument(root).toJson(QJsonDocument::Indented) == before
-        && QFileInfo(file).isWritable())
+    // Every dialog that opens in the folder the last one showed writes the
+    // very same document again: that one is written over itself in place,
+    // where the usual write would make a new file and rename it.
+    const QByteArray text = QJsonDocument(root).toJson(QJsonDocument::Indented);
+    if (!before.isEmpty() && text == before && rewriteSameBytes(file, text))
         return;
     if (!save(file, root))
         qWarning().noquote() << QStringLiteral("无法写入文件：") + file;

@@ -2,7 +2,9 @@
 // files and unwritable folders do.
 #include "fileInfoJsonUtil.h"
 
+#include <QDateTime>
 #include <QDir>
+#include <QFileInfo>
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -258,11 +260,19 @@ void TestStore::sameLastPathLeavesTheStoreAsItIs()
     const QByteArray before = readRaw(m_store);
     const ino_t first = inode();
     QVERIFY(first != 0);
-    // Every write goes through a new file renamed over the store, so an
-    // unchanged inode means nothing was written.
+    // The same document is written again over itself: the file is
+    // rewritten (its time moves on) where it stands, with the same bytes.
+    const QDateTime old = QDateTime::currentDateTime().addDays(-2);
+    {
+        QFile f(m_store);
+        QVERIFY(f.open(QIODevice::ReadWrite));
+        QVERIFY(f.setFileTime(old, QFileDevice::FileModificationTime));
+    }
     fileInfoJsonUtil::UpdateJsonFromLastPath(m_store, QStringLiteral("/projects"));
     QCOMPARE(inode(), first);
     QCOMPARE(readRaw(m_store), before);
+    QVERIFY(QFileInfo(m_store).lastModified() > old.addDays(1));
+    // Another folder goes through a new file renamed over the store.
     fileInfoJsonUtil::UpdateJsonFromLastPath(m_store, QStringLiteral("/projects/2024"));
     QVERIFY(inode() != first);
     QCOMPARE(fileInfoJsonUtil::GetLastPathFromJson(m_store), QStringLiteral("/projects/2024"));
