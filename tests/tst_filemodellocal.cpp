@@ -44,6 +44,15 @@ QStringList names(const fileModelLocal& m)
     return out;
 }
 
+// An empty project file made in tree, and its record.
+bool fileOnDisk(const QTemporaryDir& tree, const QString& name, FileInfo& info)
+{
+    info = rec(name, QStringLiteral("GCFG 文件"), QStringLiteral("1KB"));
+    info.path = tree.path() + QLatin1Char('/') + name;
+    QFile f(info.path);
+    return f.open(QIODevice::WriteOnly);
+}
+
 // A model showing one record under the match-all filter.
 void showOne(fileModelLocal& m, const FileInfo& info)
 {
@@ -355,12 +364,8 @@ void TestFileModelLocal::shortcutsToFilesNeverBreakTheSort()
 void TestFileModelLocal::sortFiltersAgainAfterARenameChangesTheSuffix()
 {
     QTemporaryDir tree;
-    const QString path = tree.path() + QStringLiteral("/a.GCFG");
-    QFile f(path);
-    QVERIFY(f.open(QIODevice::WriteOnly));
-    f.close();
-    FileInfo info = rec("a.GCFG", "GCFG 文件", "1KB");
-    info.path = path;
+    FileInfo info;
+    QVERIFY(fileOnDisk(tree, QStringLiteral("a.GCFG"), info));
     fileModelLocal m;
     m.setNameFilters({"*.GCFG"});
     m.setFiles({info, rec("b.GCFG", "GCFG 文件")});
@@ -583,12 +588,9 @@ void TestFileModelLocal::renameOntoExistingNameReturnsFalse()
 void TestFileModelLocal::renameMovesFileAndUpdatesRow()
 {
     QTemporaryDir tree;
-    const QString path = tree.path() + QStringLiteral("/旧 名.GCFG");
-    QFile f(path);
-    QVERIFY(f.open(QIODevice::WriteOnly));
-    f.close();
-    FileInfo info = rec("旧 名.GCFG", "GCFG 文件", "1KB");
-    info.path = path;
+    FileInfo info;
+    QVERIFY(fileOnDisk(tree, QStringLiteral("旧 名.GCFG"), info));
+    const QString path = info.path;
     fileModelLocal m;
     m.setNameFilters({"*.*"});
     m.setFiles({info});
