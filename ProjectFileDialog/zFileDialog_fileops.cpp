@@ -252,11 +252,12 @@ void zFileDialog::slotPaste()
 
     QString lastName;
     bool lastOk = false;
+    fileops::ReplaceSpare spare;
     for (const QString& source : sources) {
         const QFileInfo info(source);
         const QString dest = QDir(targetDir).filePath(info.fileName());
-        lastOk = info.isDir() ? fileops::copyDirectoryRecursively(source, dest, lastName)
-                              : fileops::copyFile(source, dest, lastName, false);
+        lastOk = info.isDir() ? fileops::copyDirectoryRecursively(source, dest, lastName, spare)
+                              : fileops::copyFile(source, dest, lastName, false, spare);
     }
     if (!lastOk)
         return;

@@ -91,7 +91,15 @@ QString loadAverage()
 
 QString fileSystemOf(const QString& path)
 {
+    // The mount table names ext4 as such; stat -f gives one name to ext2,
+    // ext3 and ext4.
     QProcess p;
+    p.start(QStringLiteral("findmnt"), {QStringLiteral("-n"), QStringLiteral("-o"), QStringLiteral("FSTYPE"),
+                                        QStringLiteral("-T"), path});
+    p.waitForFinished();
+    QString type = QString::fromLocal8Bit(p.readAllStandardOutput()).trimmed();
+    if (!type.isEmpty())
+        return type;
     p.start(QStringLiteral("stat"), {QStringLiteral("-f"), QStringLiteral("-c"), QStringLiteral("%T"), path});
     p.waitForFinished();
     return QString::fromLocal8Bit(p.readAllStandardOutput()).trimmed();

@@ -92,7 +92,23 @@ PastePlan planPaste(const QStringList& sources, const QString& target, bool chec
     return plan;
 }
 
-bool copyContents(const QString& source, const QString& dest, bool replace)
+ReplaceSpare::~ReplaceSpare()
+{
+    drop();
+}
+
+void ReplaceSpare::drop()
+{
+    if (m_handle >= 0)
+        detail::closeHandle(m_handle);
+    if (!m_path.isEmpty())
+        QFile::remove(m_path);
+    m_handle = -1;
+    m_path.clear();
+    m_folder.clear();
+}
+
+bool copyContents(const QString& source, const QString& dest, bool replace, ReplaceSpare* spare)
 {
     const QFileInfo destInfo(dest);
     if (destInfo.isDir() || (destInfo.exists() && !replace))
@@ -109,17 +125,55 @@ bool copyContents(const QString& source, const QString& dest, bool replace)
     // The new content goes to a hidden temporary file beside dest; only a
     // complete copy is moved over the name, so a failure leaves dest as it
     // was and no half-written file under its name.
-    QTemporaryFile out(destInfo.absolutePath() + QStringLiteral("/.") + destInfo.fileName() + QStringLiteral(".XXXXXX"));
-    out.setAutoRemove(false);
-    if (!out.open())
-        return false;
-    const QString temporary = out.fileName();
-    bool ok = detail::copyData(in, out) && out.flush();
-    out.close();
-    ok = ok && out.error() == QFileDevice::NoError;
+    const QString folder = destInfo.absolutePath();
+    if (spare && spare->m_folder != folder)
+        spare->drop();
+    QTemporaryFile fresh(folder + QStringLiteral("/.") + destInfo.fileName() + QStringLiteral(".XXXXXX"));
+    fresh.setAutoRemove(false);
+    QFile reused;
+    QFile* out = &fresh;
+    QString temporary;
+    bool ok;
+    if (spare && spare->m_handle >= 0) {
+        // From here the spare is this copy's file; it is spare again only
+        // if this replacement leaves another one.
+        ok = reused.open(spare->m_handle, QIODevice::WriteOnly | QIODevice::Unbuffered, QFileDevice::AutoCloseHandle);
+        if (!ok)
+            detail::closeHandle(spare->m_handle);
+        temporary = spare->m_path;
+        spare->m_handle = -1;
+        spare->m_path.clear();
+        out = &reused;
+    } else {
+        ok = fresh.open();
+        temporary = fresh.fileName();
+    }
+    ok = ok && detail::copyData(in, *out) && out->flush() && detail::copyPermissions(in, *out);
+    out->close();
+    ok = ok && out->error() == QFileDevice::NoError;
+    if (ok && spare && detail::swapNames(temporary, dest) == detail::Swap::Done) {
+        const int handle = detail::takeEmptied(temporary, dest);
+        if (handle >= 0) {
+            spare->m_handle = handle;
+            spare->m_path = temporary;
+            spare->m_folder = folder;
+            return true;
+        }
+        if (QFileInfo(temporary).isDir()) {
+            // A folder took the name since dest was looked at: it gets its
+            // name back and the copy goes.
+            if (detail::swapNames(temporary, dest) == detail::Swap::Done)
+                QFile::remove(temporary);
+            return false;
+        }
+        QFile::remove(temporary);
+        return true;
+    }
     // Checked again at the last moment: a folder may have taken the name.
     ok = ok && !QFileInfo(dest).isDir() && (replace || !QFileInfo::exists(dest));
-    ok = ok && QFile::setPermissions(temporary, in.permissions()) && detail::renameOver(temporary, dest);
+    // No spare, or no swap here (the file system cannot, or dest has gone
+    // meanwhile): the complete copy is renamed over the name.
+    ok = ok && detail::renameOver(temporary, dest);
     if (!ok)
         QFile::remove(temporary);
     return ok;
@@ -146,6 +200,12 @@ bool copyDataByBlocks(QFile& in, QFile& out)
 
 bool copyFile(const QString& source, const QString& dest, QString& lastName, bool keepName)
 {
+    ReplaceSpare spare;
+    return copyFile(source, dest, lastName, keepName, spare);
+}
+
+bool copyFile(const QString& source, const QString& dest, QString& lastName, bool keepName, ReplaceSpare& spare)
+{
     const QFileInfo destInfo(dest);
     if (!destInfo.exists()) {
         if (!keepName)
@@ -159,7 +219,7 @@ bool copyFile(const QString& source, const QString& dest, QString& lastName, boo
         return copyContents(source, copy, false);
     }
     // The user agreed to replace dest.
-    return copyContents(source, dest, true);
+    return copyContents(source, dest, true, &spare);
 }
 
 namespace {
@@ -169,7 +229,7 @@ namespace {
 // pasted into itself, or a link back up the tree, ends instead of growing
 // without end.
 bool copyTree(const QString& sourceDir, QString destDir, QString& lastName, QSet<QString>& ancestors,
-              QString destRoot)
+              QString destRoot, ReplaceSpare& spare)
 {
     const QDir source(sourceDir);
     if (!source.exists())
@@ -205,7 +265,7 @@ bool copyTree(const QString& sourceDir, QString destDir, QString& lastName, QSet
         else if (toInfo.path() == QFileInfo(from).path())
             ok = copyContents(from, generateUniqueFileName(to), false);
         else
-            ok = copyContents(from, to, true);
+            ok = copyContents(from, to, true, &spare);
         if (!ok)
             return false;
     }
@@ -214,7 +274,7 @@ bool copyTree(const QString& sourceDir, QString destDir, QString& lastName, QSet
         const QString canonical = QFileInfo(from).canonicalFilePath();
         if (canonical == destRoot || ancestors.contains(canonical))
             continue;
-        if (!copyTree(from, dest.filePath(sub), lastName, ancestors, destRoot))
+        if (!copyTree(from, dest.filePath(sub), lastName, ancestors, destRoot, spare))
             return false;
     }
     ancestors.remove(here);
@@ -225,8 +285,15 @@ bool copyTree(const QString& sourceDir, QString destDir, QString& lastName, QSet
 
 bool copyDirectoryRecursively(const QString& sourceDir, const QString& destDir, QString& lastName)
 {
+    ReplaceSpare spare;
+    return copyDirectoryRecursively(sourceDir, destDir, lastName, spare);
+}
+
+bool copyDirectoryRecursively(const QString& sourceDir, const QString& destDir, QString& lastName,
+                              ReplaceSpare& spare)
+{
     QSet<QString> ancestors;
-    return copyTree(sourceDir, destDir, lastName, ancestors, QString());
+    return copyTree(sourceDir, destDir, lastName, ancestors, QString(), spare);
 }
 
 bool deleteDir(const QString& path, const std::function<void(const QString& filePath)>& fileFailed)

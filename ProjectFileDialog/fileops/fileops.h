@@ -38,19 +38,55 @@ struct PastePlan
 // checkSubfolders: the target came from a folder row or no row is current.
 PFD_EXPORT PastePlan planPaste(const QStringList& sources, const QString& target, bool checkSubfolders);
 
+class ReplaceSpare;
+
 // Copies source to dest. A free dest is written directly; a dest beside its
 // own source gets a copy name; any other existing dest is replaced. lastName
 // takes the name written unless keepName (a replaced file leaves it as is).
 PFD_EXPORT bool copyFile(const QString& source, const QString& dest, QString& lastName, bool keepName);
+// The same within a paste that keeps one spare file for all its replacements.
+PFD_EXPORT bool copyFile(const QString& source, const QString& dest, QString& lastName, bool keepName,
+                         ReplaceSpare& spare);
 // Copies a folder tree, hidden entries included, into destDir, merging
 // into an existing folder; a folder pasted beside itself gets a copy name. lastName takes the folder's
 // name when it is still empty.
 PFD_EXPORT bool copyDirectoryRecursively(const QString& sourceDir, const QString& destDir, QString& lastName);
+PFD_EXPORT bool copyDirectoryRecursively(const QString& sourceDir, const QString& destDir, QString& lastName,
+                                         ReplaceSpare& spare);
 
 // Writes source's content to dest through a temporary file beside dest,
 // moved into place only once complete. replace: an existing dest is
-// replaced (a folder never is); otherwise an existing dest fails.
-PFD_EXPORT bool copyContents(const QString& source, const QString& dest, bool replace);
+// replaced (a folder never is); otherwise an existing dest fails. With a
+// spare, a replacement swaps the two names, so the old content is left
+// under the temporary name, and that file, emptied, takes the next
+// replacement's content (see ReplaceSpare).
+PFD_EXPORT bool copyContents(const QString& source, const QString& dest, bool replace, ReplaceSpare* spare = nullptr);
+
+// The hidden file that one paste writes its replacements into, one after
+// the other. Replacing a tree of files over an older copy would otherwise
+// make a new file for each and remove each old one, which on some file
+// systems costs several times the copy itself. The old content of a file
+// just replaced is emptied only when that file has no other name, is ours
+// like the file that took its place, carries no extended attributes and is
+// open in no program (a reader keeps the old content it has open);
+// otherwise it is removed as before and the next replacement starts a new
+// file. A spare lives in one folder; whatever is left of it goes with it.
+class PFD_EXPORT ReplaceSpare
+{
+public:
+    ReplaceSpare() = default;
+    ~ReplaceSpare();
+    ReplaceSpare(const ReplaceSpare&) = delete;
+    ReplaceSpare& operator=(const ReplaceSpare&) = delete;
+
+private:
+    friend bool copyContents(const QString&, const QString&, bool, ReplaceSpare*);
+    void drop();
+
+    QString m_path; // empty file under a hidden name in m_folder
+    QString m_folder;
+    int m_handle = -1; // open for writing, or -1 when there is no spare
+};
 
 // Removes a folder tree. fileFailed is told the first file that could not
 // be removed (then the removal stops with false). A missing folder counts

@@ -10,6 +10,11 @@ bool fileops::detail::copyData(QFile& in, QFile& out)
     return copyDataByBlocks(in, out);
 }
 
+bool fileops::detail::copyPermissions(QFile& in, QFile& out)
+{
+    return out.setPermissions(in.permissions());
+}
+
 fileops::detail::UnnamedCopy fileops::detail::writeUnnamed(QFile&, const QString&)
 {
     return UnnamedCopy::Unsupported;
@@ -22,4 +27,18 @@ bool fileops::detail::renameOver(const QString& from, const QString& to)
     return MoveFileExW(reinterpret_cast<const wchar_t*>(a.utf16()), reinterpret_cast<const wchar_t*>(b.utf16()),
                        MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)
            != 0;
+}
+
+fileops::detail::Swap fileops::detail::swapNames(const QString&, const QString&)
+{
+    return Swap::Unsupported;
+}
+
+int fileops::detail::takeEmptied(const QString&, const QString&)
+{
+    return -1;
+}
+
+void fileops::detail::closeHandle(int)
+{
 }
