@@ -161,6 +161,7 @@ private slots:
     void modifiedTimeInZone_data();
     void modifiedTimeInZone();
     void manyTimesAgreeWithQFileInfo();
+    void clusteredTimesAcrossAChangeAgreeWithQFileInfo();
 
 private:
     QString path(const QString& relative) const { return m_tmp.path() + QLatin1Char('/') + relative; }
@@ -670,6 +671,30 @@ void TestDirService::modifiedTimeInZone()
         if (times.at(i) != 0)
             QCOMPARE(listing.byName.value(name).at(1), modifiedText(dir + QLatin1Char('/') + name));
     }
+}
+
+void TestDirService::clusteredTimesAcrossAChangeAgreeWithQFileInfo()
+{
+    // Times 11 seconds apart for six hours around the spring change, read
+    // in the folder's own order: most rows follow one of the same UTC hour,
+    // so the hours' offsets are learnt and reused, the hour of the change
+    // included.
+    if (!QFileInfo::exists(QStringLiteral("/usr/share/zoneinfo/Europe/Berlin")))
+        QSKIP("zone data not installed");
+    useZone("Europe/Berlin");
+    const QString dir = path(QStringLiteral("clustered times"));
+    QVERIFY(QDir().mkpath(dir));
+    const qint64 start = 1711846800 - 3 * 3600;
+    for (int i = 0; i < 2000; ++i) {
+        const QString file = dir + QStringLiteral("/%1.GCFG").arg(i);
+        QVERIFY(writeFile(file, i));
+        QVERIFY(setModified(file, start + qint64(i) * 11));
+    }
+    const Listing listing = listFolder(dir);
+    QVERIFY2(listing.ok, qPrintable(listing.error));
+    QCOMPARE(listing.rows.size(), 2000);
+    for (const QStringList& row : listing.rows)
+        QCOMPARE(row.at(1), modifiedText(dir + QLatin1Char('/') + row.at(0)));
 }
 
 void TestDirService::manyTimesAgreeWithQFileInfo()

@@ -68,10 +68,11 @@ void civilDate(qint64 days, qint64& year, int& month, int& day)
 }
 
 // Local wall-clock text of file times. localtime_r costs a time-zone lookup
-// per call; entries of one folder cluster in time, so the zone offset found
-// for one UTC hour is reused for every time in that hour once both ends of
-// the hour are seen to share it (no zone changes its offset twice within an
-// hour). Any doubt falls back to localtime_r for the single time.
+// per call, under a lock all threads share; entries of one folder often
+// cluster in time, so the zone offset found for one UTC hour is reused for
+// every time in that hour once both ends of the hour are seen to share it
+// (no zone changes its offset twice within an hour). Any doubt falls back
+// to localtime_r for the single time.
 class LocalClock
 {
 public:
@@ -86,8 +87,16 @@ public:
         int n = 0;
         // Times beyond any calendar a file carries skip the cache's arithmetic.
         const bool plausible = qint64(t) > -(qint64(1) << 40) && qint64(t) < (qint64(1) << 40);
-        if (plausible && (!m_bucketKnown || !(t >= m_bucketStart && t - m_bucketStart < 3600)))
-            learnBucket(t);
+        const bool inBucket = m_bucketKnown && t >= m_bucketStart && t - m_bucketStart < 3600;
+        if (plausible && !inBucket) {
+            // An hour is learnt (two lookups) only when a second time falls
+            // in it: times spread over years cost one lookup each instead.
+            const qint64 hour = floorDiv(qint64(t), 3600);
+            if (m_lastMissKnown && hour == m_lastMissHour)
+                learnBucket(t);
+            m_lastMissHour = hour;
+            m_lastMissKnown = true;
+        }
         if (plausible && m_bucketValid && t >= m_bucketStart && t - m_bucketStart < 3600) {
             n = fromOffset(buf, qint64(t) + m_offset);
         } else {
@@ -148,6 +157,8 @@ private:
     bool m_bucketKnown = false;   // m_bucketStart has been looked up
     bool m_bucketValid = false;   // m_offset holds for that whole hour
     long m_offset = 0;            // seconds east of UTC
+    qint64 m_lastMissHour = 0;    // UTC hour of the last time outside the bucket
+    bool m_lastMissKnown = false;
     time_t m_lastTime = 0;
     int m_lastLength = 0;
     char m_last[40];
