@@ -50,6 +50,7 @@ private slots:
     void serviceRowsOfABigFolderMatchThoseOfASmallOne();
     void recordsEqualTheGeneralReaders();
     void sortKeysOfManyNamesOrderAsOneCollator();
+    void namesAlikeInALongBeginningOrderAsOneCollator();
 
 private:
     QTemporaryDir m_dir;
@@ -185,6 +186,37 @@ void TestLargeFolders::sortKeysOfManyNamesOrderAsOneCollator()
         QCOMPARE(byKeys < 0, byCollator < 0);
         QCOMPARE(byKeys == 0, byCollator == 0);
     }
+}
+
+void TestLargeFolders::namesAlikeInALongBeginningOrderAsOneCollator()
+{
+    // Keys that agree in far more than their first sixteen bytes, and some
+    // that are equal (case and width ignored), both long and short.
+    QStringList names;
+    for (int i = 0; i < 600; ++i) {
+        switch (i % 6) {
+        case 0: names << QStringLiteral("工程预算审核报告汇总表_%1.GCFG").arg(i % 97); break;
+        case 1: names << QStringLiteral("Contract Estimate Summary %1.GCFZ").arg(i % 89); break;
+        case 2: names << QStringLiteral("CONTRACT ESTIMATE SUMMARY %1.gcfz").arg(i % 89); break;
+        case 3: names << QStringLiteral("工程预算审核报告汇总表 %1").arg(i % 13); break;
+        case 4: names << QStringLiteral("ab%1").arg(i % 7); break;
+        default: names << QStringLiteral("AB%1").arg(i % 7); break;
+        }
+    }
+    const pfd::SortKeys keys = pfd::chineseSortKeys(names.size(), [&](int i) -> const QString& { return names.at(i); });
+    QCollator one;
+    pfd::configureChineseCollator(one);
+    int equal = 0;
+    for (int i = 0; i < names.size(); ++i) {
+        for (int j = 0; j < names.size(); j += 5) {
+            const int byKeys = keys.compare(i, j);
+            const int byCollator = one.compare(names.at(i), names.at(j));
+            QCOMPARE(byKeys < 0, byCollator < 0);
+            QCOMPARE(byKeys == 0, byCollator == 0);
+            equal += byKeys == 0 && i != j;
+        }
+    }
+    QVERIFY(equal > 0);
 }
 
 QTEST_MAIN(TestLargeFolders)

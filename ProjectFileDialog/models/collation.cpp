@@ -27,7 +27,8 @@ void configureChineseCollator(QCollator& collator)
 
 int SortKeys::compareTails(int a, int b) const
 {
-    const int c = std::strcmp(m_bytes.data() + m_offset[size_t(a)] + 8, m_bytes.data() + m_offset[size_t(b)] + 8);
+    const int c = std::strcmp(m_bytes.data() + m_offset[size_t(a)] + kPrefixBytes,
+                              m_bytes.data() + m_offset[size_t(b)] + kPrefixBytes);
     return c < 0 ? -1 : (c > 0 ? 1 : 0);
 }
 
@@ -173,26 +174,28 @@ bool libraryKeys(int n, const std::function<const QString&(int)>& nameAt, std::s
     size_t total = 0;
     for (const Piece& piece : pieces)
         total += piece.bytes.size();
-    // Eight spare zero bytes at the end: the last key's tail comparison
-    // starts eight bytes in, which may lie past a short key.
-    bytes.reserve(total + 8);
+    // Spare zero bytes at the end, so that no comparison of tails can start
+    // past the block.
+    bytes.reserve(total + SortKeys::kPrefixBytes);
     offset.reserve(size_t(n) + 1);
-    prefix.reserve(size_t(n));
+    prefix.reserve(2 * size_t(n));
     for (Piece& piece : pieces) {
         size_t at = 0;
         for (quint32 length : piece.lengths) {
             offset.push_back(quint32(bytes.size()));
-            quint64 p = 0;
-            for (size_t i = 0; i < 8; ++i)
-                p = (p << 8) | (i < length ? quint8(piece.bytes[at + i]) : 0u);
-            prefix.push_back(p);
+            for (size_t half = 0; half < 2; ++half) {
+                quint64 p = 0;
+                for (size_t i = 8 * half; i < 8 * half + 8; ++i)
+                    p = (p << 8) | (i < length ? quint8(piece.bytes[at + i]) : 0u);
+                prefix.push_back(p);
+            }
             bytes.append(piece.bytes, at, length);
             at += length;
         }
         piece = Piece();
     }
     offset.push_back(quint32(bytes.size()));
-    bytes.append(8, '\0');
+    bytes.append(SortKeys::kPrefixBytes, '\0');
     return true;
 }
 #endif
