@@ -6,6 +6,7 @@
 #include "cloudserversupport.h"
 #include "rawsocketsupport.h"
 
+#include "BodyPace.h"
 #include "CloudHttp_p.h"
 #include "ClientAddress.h"
 #include "CloudTransport.h"
@@ -356,6 +357,35 @@ private slots:
             ::close(fd);
         QCOMPARE(answered, 20);
         QVERIFY(server->stop());
+    }
+
+    void aTrickledBodyIsCutWhenItsWindowEnds()
+    {
+        // 100 bytes a second: 3,000 in the 30 s window, short of 16 KiB.
+        clouddiskd::BodyPace pace(30000, 16 << 10);
+        for (qint64 t = 0; t < 30000; t += 1000)
+            QVERIFY(!pace.tooSlow(t, 100));
+        QVERIFY(pace.tooSlow(30000, 100));
+        QCOMPARE(pace.total(), qint64(3100));
+    }
+
+    void aSlowButSteadyBodyIsLetThrough()
+    {
+        // 600 bytes a second for ten minutes: 18,000 in every window.
+        clouddiskd::BodyPace pace(30000, 16 << 10);
+        for (qint64 t = 0; t <= 600000; t += 1000)
+            QVERIFY2(!pace.tooSlow(t, 600), qPrintable(QString::number(t)));
+    }
+
+    void eachWindowOfABodyIsJudgedOnItsOwn()
+    {
+        // A fast start does not pay for a stall later.
+        clouddiskd::BodyPace pace(30000, 16 << 10);
+        QVERIFY(!pace.tooSlow(0, 1 << 20));
+        QVERIFY(!pace.tooSlow(31000, 100));
+        QVERIFY(!pace.tooSlow(40000, 100));
+        QVERIFY(pace.tooSlow(61000, 100));
+        QCOMPARE(pace.total(), qint64((1 << 20) + 300));
     }
 
     void aByteNowAndThenDoesNotKeepAConnection()

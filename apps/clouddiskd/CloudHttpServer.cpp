@@ -1,6 +1,7 @@
 #include "CloudHttpServer.h"
 
 #include "ArrivalWatch.h"
+#include "BodyPace.h"
 #include "ClientAddress.h"
 #include "CloudDiskService.h"
 #include "CloudHttp_p.h"
@@ -218,10 +219,8 @@ struct CloudHttpServer::Exchange
     qint64 drainLimit = 0;
     qint64 drained = 0;
 
-    // The body's pace: bytes in the current window and when it began.
-    qint64 windowStartMs = 0;
-    qint64 windowBytes = 0;
-    qint64 bodyBytes = 0;
+    // The body's pace, and every byte of it so far.
+    clouddiskd::BodyPace pace{kBodyWindowMs, kBodyWindowBytes};
 
     // A sign-in waits, suspended, for the login desk's answer.
     enum class Login { None, Waiting, Done };
@@ -366,29 +365,12 @@ struct Router
         return MHD_YES;
     }
 
-    // Whether the body moves too slowly to be waited for: less than
-    // kBodyWindowBytes in a window of kBodyWindowMs.
-    static bool tooSlow(Exchange* ex, size_t size)
-    {
-        const qint64 now = steadyMs();
-        if (ex->windowStartMs == 0)
-            ex->windowStartMs = now;
-        ex->windowBytes += qint64(size);
-        ex->bodyBytes += qint64(size);
-        if (now - ex->windowStartMs < kBodyWindowMs)
-            return false;
-        const bool slow = ex->windowBytes < kBodyWindowBytes;
-        ex->windowStartMs = now;
-        ex->windowBytes = 0;
-        return slow;
-    }
-
     // One piece of the body.
     static MHD_Result piece(CloudHttpServer* self, MHD_Connection* c, Exchange* ex, const char* data, size_t size)
     {
         if (ex->answered)
             return MHD_YES;
-        if (tooSlow(ex, size)) {
+        if (ex->pace.tooSlow(steadyMs(), qint64(size))) {
             ex->toStore.reset();
             ex->upload.reset();
             return answer(c, ex, failure(QStringLiteral("请求发送过慢，连接已关闭")), 408, true);
@@ -424,7 +406,7 @@ struct Router
         const QJsonObject refusal = failure(full ? diskFullMessage() : QStringLiteral("云盘无法保存文件内容"));
         const unsigned status = full ? 507 : 500;
         const qint64 declared = declaredLength(c);
-        const qint64 rest = declared >= 0 ? declared - ex->bodyBytes : kDrainLimit;
+        const qint64 rest = declared >= 0 ? declared - ex->pace.total() : kDrainLimit;
         ex->refusing = true;
         ex->refusal = refusal;
         ex->refusalStatus = status;
