@@ -65,6 +65,7 @@ private slots:
     void aReusedFileTakesTheSourcesPermissions();
     void eachFolderHasItsOwnSpareAndNoneIsLeft();
     void aFolderInTheWayEndsThePasteWithoutLeftovers();
+    void aSourceNamedLikeTheSpareArrivesWhole();
 
 private:
     // Three files a, b, c in the source and older ones in the target.
@@ -317,6 +318,28 @@ void TestReplaceCopy::aFolderInTheWayEndsThePasteWithoutLeftovers()
     QVERIFY(QFileInfo(dst + QStringLiteral("/b/inside")).isDir());
     QCOMPARE(read(dst + QStringLiteral("/c")), QByteArray("the older, longer c"));
     QCOMPARE(everything(dst), (QStringList{QStringLiteral("a"), QStringLiteral("b"), QStringLiteral("c")}));
+}
+
+void TestReplaceCopy::aSourceNamedLikeTheSpareArrivesWhole()
+{
+    makeThreeOverThree(m_src, m_dst);
+    fileops::ReplaceSpare spare;
+    QString lastName;
+    QVERIFY(fileops::copyFile(m_src + QStringLiteral("/a"), m_dst + QStringLiteral("/a"), lastName, false, spare));
+    QString spareName;
+    for (const QString& name : everything(m_dst)) {
+        if (name.startsWith(QLatin1Char('.')))
+            spareName = name;
+    }
+    QVERIFY(!spareName.isEmpty());
+    // A file left by an earlier paste that stopped, say, under the very name.
+    QVERIFY(write(m_src + QLatin1Char('/') + spareName, "left over elsewhere"));
+    QVERIFY(fileops::copyFile(m_src + QLatin1Char('/') + spareName, m_dst + QLatin1Char('/') + spareName, lastName,
+                              false, spare));
+    QCOMPARE(read(m_dst + QLatin1Char('/') + spareName), QByteArray("left over elsewhere"));
+    QVERIFY(fileops::copyFile(m_src + QStringLiteral("/b"), m_dst + QStringLiteral("/b"), lastName, false, spare));
+    QCOMPARE(read(m_dst + QLatin1Char('/') + spareName), QByteArray("left over elsewhere"));
+    QCOMPARE(read(m_dst + QStringLiteral("/b")), QByteArray("new b"));
 }
 
 QTEST_MAIN(TestReplaceCopy)

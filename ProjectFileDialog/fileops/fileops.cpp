@@ -126,7 +126,9 @@ bool copyContents(const QString& source, const QString& dest, bool replace, Repl
     // complete copy is moved over the name, so a failure leaves dest as it
     // was and no half-written file under its name.
     const QString folder = destInfo.absolutePath();
-    if (spare && spare->m_folder != folder)
+    // A spare is kept to one folder; and a source that happens to bear the
+    // spare's own name must not be written into the spare and then emptied.
+    if (spare && (spare->m_folder != folder || spare->m_path == destInfo.absoluteFilePath()))
         spare->drop();
     QTemporaryFile fresh(folder + QStringLiteral("/.") + destInfo.fileName() + QStringLiteral(".XXXXXX"));
     fresh.setAutoRemove(false);
