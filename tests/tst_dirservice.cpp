@@ -22,6 +22,7 @@
 
 #include <cerrno>
 #include <ctime>
+#include <functional>
 
 #include <fcntl.h>
 #include <grp.h>
@@ -166,6 +167,9 @@ private slots:
 private:
     QString path(const QString& relative) const { return m_tmp.path() + QLatin1Char('/') + relative; }
     void useZone(const QByteArray& zone);
+    // 2,000 files in folder, file i modified at timeOf(i): every listed time
+    // reads as QFileInfo's.
+    void timesAgreeWithQFileInfo(const QString& folder, const std::function<qint64(int)>& timeOf);
 
     QTemporaryDir m_tmp;
     QByteArray m_savedZone;
@@ -673,6 +677,22 @@ void TestDirService::modifiedTimeInZone()
     }
 }
 
+void TestDirService::timesAgreeWithQFileInfo(const QString& folder, const std::function<qint64(int)>& timeOf)
+{
+    const QString dir = path(folder);
+    QVERIFY(QDir().mkpath(dir));
+    for (int i = 0; i < 2000; ++i) {
+        const QString file = dir + QStringLiteral("/%1.GCFG").arg(i);
+        QVERIFY(writeFile(file, i));
+        QVERIFY(setModified(file, timeOf(i)));
+    }
+    const Listing listing = listFolder(dir);
+    QVERIFY2(listing.ok, qPrintable(listing.error));
+    QCOMPARE(listing.rows.size(), 2000);
+    for (const QStringList& row : listing.rows)
+        QCOMPARE(row.at(1), modifiedText(dir + QLatin1Char('/') + row.at(0)));
+}
+
 void TestDirService::clusteredTimesAcrossAChangeAgreeWithQFileInfo()
 {
     // Times 11 seconds apart for six hours around the spring change, read
@@ -682,19 +702,8 @@ void TestDirService::clusteredTimesAcrossAChangeAgreeWithQFileInfo()
     if (!QFileInfo::exists(QStringLiteral("/usr/share/zoneinfo/Europe/Berlin")))
         QSKIP("zone data not installed");
     useZone("Europe/Berlin");
-    const QString dir = path(QStringLiteral("clustered times"));
-    QVERIFY(QDir().mkpath(dir));
     const qint64 start = 1711846800 - 3 * 3600;
-    for (int i = 0; i < 2000; ++i) {
-        const QString file = dir + QStringLiteral("/%1.GCFG").arg(i);
-        QVERIFY(writeFile(file, i));
-        QVERIFY(setModified(file, start + qint64(i) * 11));
-    }
-    const Listing listing = listFolder(dir);
-    QVERIFY2(listing.ok, qPrintable(listing.error));
-    QCOMPARE(listing.rows.size(), 2000);
-    for (const QStringList& row : listing.rows)
-        QCOMPARE(row.at(1), modifiedText(dir + QLatin1Char('/') + row.at(0)));
+    timesAgreeWithQFileInfo(QStringLiteral("clustered times"), [start](int i) { return start + qint64(i) * 11; });
 }
 
 void TestDirService::manyTimesAgreeWithQFileInfo()
@@ -704,19 +713,9 @@ void TestDirService::manyTimesAgreeWithQFileInfo()
     if (!QFileInfo::exists(QStringLiteral("/usr/share/zoneinfo/Europe/Berlin")))
         QSKIP("zone data not installed");
     useZone("Europe/Berlin");
-    const QString dir = path(QStringLiteral("many times"));
-    QVERIFY(QDir().mkpath(dir));
     const qint64 start = 1711846800 - 1000 * 997;
-    for (int i = 0; i < 2000; ++i) {
-        const QString file = dir + QStringLiteral("/%1.GCFG").arg(i);
-        QVERIFY(writeFile(file, i));
-        QVERIFY(setModified(file, start + qint64(i) * 997 + (i % 3)));
-    }
-    const Listing listing = listFolder(dir);
-    QVERIFY2(listing.ok, qPrintable(listing.error));
-    QCOMPARE(listing.rows.size(), 2000);
-    for (const QStringList& row : listing.rows)
-        QCOMPARE(row.at(1), modifiedText(dir + QLatin1Char('/') + row.at(0)));
+    timesAgreeWithQFileInfo(QStringLiteral("many times"),
+                            [start](int i) { return start + qint64(i) * 997 + (i % 3); });
 }
 
 QTEST_GUILESS_MAIN(TestDirService)

@@ -70,6 +70,8 @@ private slots:
 private:
     // Three files a, b, c in the source and older ones in the target.
     void makeThreeOverThree(const QString& src, const QString& dst);
+    // The same in a folder "工程" of each.
+    void makeProjectTrees(QString& src, QString& dst);
     std::unique_ptr<QTemporaryDir> m_dir;
     QString m_src, m_dst;
 };
@@ -176,11 +178,17 @@ void TestReplaceCopy::makeThreeOverThree(const QString& src, const QString& dst)
     }
 }
 
+void TestReplaceCopy::makeProjectTrees(QString& src, QString& dst)
+{
+    src = m_src + QStringLiteral("/工程");
+    dst = m_dst + QStringLiteral("/工程");
+    makeThreeOverThree(src, dst);
+}
+
 void TestReplaceCopy::aTreeOverItsCopyWritesIntoTheEmptiedOldFiles()
 {
-    const QString src = m_src + QStringLiteral("/工程");
-    const QString dst = m_dst + QStringLiteral("/工程");
-    makeThreeOverThree(src, dst);
+    QString src, dst;
+    makeProjectTrees(src, dst);
     const ino_t oldA = inode(dst + QStringLiteral("/a"));
     const ino_t oldB = inode(dst + QStringLiteral("/b"));
     QString lastName;
@@ -219,9 +227,8 @@ void TestReplaceCopy::filesPastedTogetherShareOneSpare()
 
 void TestReplaceCopy::aReaderOfAnOldFileKeepsItsContent()
 {
-    const QString src = m_src + QStringLiteral("/工程");
-    const QString dst = m_dst + QStringLiteral("/工程");
-    makeThreeOverThree(src, dst);
+    QString src, dst;
+    makeProjectTrees(src, dst);
     QFile reader(dst + QStringLiteral("/a"));
     QVERIFY(reader.open(QIODevice::ReadOnly));
     const ino_t oldA = inode(dst + QStringLiteral("/a"));
@@ -237,9 +244,8 @@ void TestReplaceCopy::aReaderOfAnOldFileKeepsItsContent()
 
 void TestReplaceCopy::anOldFileWithAnotherNameIsNotEmptied()
 {
-    const QString src = m_src + QStringLiteral("/工程");
-    const QString dst = m_dst + QStringLiteral("/工程");
-    makeThreeOverThree(src, dst);
+    QString src, dst;
+    makeProjectTrees(src, dst);
     const QString other = m_dir->path() + QStringLiteral("/second-name");
     QCOMPARE(::link(QFile::encodeName(dst + QStringLiteral("/a")).constData(), QFile::encodeName(other).constData()),
              0);
@@ -253,9 +259,8 @@ void TestReplaceCopy::anOldFileWithAnotherNameIsNotEmptied()
 
 void TestReplaceCopy::anOldFileWithExtendedAttributesIsNotReused()
 {
-    const QString src = m_src + QStringLiteral("/工程");
-    const QString dst = m_dst + QStringLiteral("/工程");
-    makeThreeOverThree(src, dst);
+    QString src, dst;
+    makeProjectTrees(src, dst);
     const QByteArray oldA = QFile::encodeName(dst + QStringLiteral("/a"));
     if (::setxattr(oldA.constData(), "user.note", "kept", 4, 0) != 0)
         QSKIP("this file system keeps no user attributes");
@@ -269,9 +274,8 @@ void TestReplaceCopy::anOldFileWithExtendedAttributesIsNotReused()
 
 void TestReplaceCopy::aReusedFileTakesTheSourcesPermissions()
 {
-    const QString src = m_src + QStringLiteral("/工程");
-    const QString dst = m_dst + QStringLiteral("/工程");
-    makeThreeOverThree(src, dst);
+    QString src, dst;
+    makeProjectTrees(src, dst);
     const QFile::Permissions perms = QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner | QFile::ReadGroup
                                      | QFile::ExeGroup | QFile::ReadUser | QFile::WriteUser | QFile::ExeUser;
     QVERIFY(QFile::setPermissions(src + QStringLiteral("/b"), perms));
@@ -287,9 +291,8 @@ void TestReplaceCopy::aReusedFileTakesTheSourcesPermissions()
 
 void TestReplaceCopy::eachFolderHasItsOwnSpareAndNoneIsLeft()
 {
-    const QString src = m_src + QStringLiteral("/工程");
-    const QString dst = m_dst + QStringLiteral("/工程");
-    makeThreeOverThree(src, dst);
+    QString src, dst;
+    makeProjectTrees(src, dst);
     makeThreeOverThree(src + QStringLiteral("/子"), dst + QStringLiteral("/子"));
     const ino_t oldSubA = inode(dst + QStringLiteral("/子/a"));
     QString lastName;
@@ -307,9 +310,8 @@ void TestReplaceCopy::eachFolderHasItsOwnSpareAndNoneIsLeft()
 
 void TestReplaceCopy::aFolderInTheWayEndsThePasteWithoutLeftovers()
 {
-    const QString src = m_src + QStringLiteral("/工程");
-    const QString dst = m_dst + QStringLiteral("/工程");
-    makeThreeOverThree(src, dst);
+    QString src, dst;
+    makeProjectTrees(src, dst);
     QVERIFY(QFile::remove(dst + QStringLiteral("/b")));
     QVERIFY(QDir().mkpath(dst + QStringLiteral("/b/inside")));
     QString lastName;

@@ -105,7 +105,6 @@ void ReplaceSpare::drop()
         QFile::remove(m_path);
     m_handle = -1;
     m_path.clear();
-    m_folder.clear();
 }
 
 bool copyContents(const QString& source, const QString& dest, bool replace, ReplaceSpare* spare)
@@ -128,7 +127,7 @@ bool copyContents(const QString& source, const QString& dest, bool replace, Repl
     const QString folder = destInfo.absolutePath();
     // A spare is kept to one folder; and a source that happens to bear the
     // spare's own name must not be written into the spare and then emptied.
-    if (spare && (spare->m_folder != folder || spare->m_path == destInfo.absoluteFilePath()))
+    if (spare && (spare->folder() != folder || spare->m_path == destInfo.absoluteFilePath()))
         spare->drop();
     QTemporaryFile fresh(folder + QStringLiteral("/.") + destInfo.fileName() + QStringLiteral(".XXXXXX"));
     fresh.setAutoRemove(false);
@@ -153,18 +152,17 @@ bool copyContents(const QString& source, const QString& dest, bool replace, Repl
     ok = ok && detail::copyData(in, *out) && out->flush() && detail::copyPermissions(in, *out);
     out->close();
     ok = ok && out->error() == QFileDevice::NoError;
-    if (ok && spare && detail::swapNames(temporary, dest) == detail::Swap::Done) {
+    if (ok && spare && detail::swapNames(temporary, dest)) {
         const int handle = detail::takeEmptied(temporary, dest);
         if (handle >= 0) {
             spare->m_handle = handle;
             spare->m_path = temporary;
-            spare->m_folder = folder;
             return true;
         }
         if (QFileInfo(temporary).isDir()) {
             // A folder took the name since dest was looked at: it gets its
             // name back and the copy goes.
-            if (detail::swapNames(temporary, dest) == detail::Swap::Done)
+            if (detail::swapNames(temporary, dest))
                 QFile::remove(temporary);
             return false;
         }

@@ -82,9 +82,11 @@ public:
 private:
     friend bool copyContents(const QString&, const QString&, bool, ReplaceSpare*);
     void drop();
+    // The folder of the spare; empty when there is none.
+    QString folder() const { return m_path.left(qMax(0, m_path.lastIndexOf(QLatin1Char('/')))); }
 
-    QString m_path; // empty file under a hidden name in m_folder
-    QString m_folder;
+    QString m_path; // absolute path of the emptied file under its hidden name
+
     int m_handle = -1; // open for writing, or -1 when there is no spare
 };
 

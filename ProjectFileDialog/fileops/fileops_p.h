@@ -23,10 +23,10 @@ UnnamedCopy writeUnnamed(QFile& in, const QString& to);
 // Moves the complete file from over to, replacing an existing file at to in
 // one step; a folder at to is never replaced.
 bool renameOver(const QString& from, const QString& to);
-// How a swap of two names ended.
-enum class Swap { Done, Failed, Unsupported };
-// Swaps the names a and b in one step; both must exist.
-Swap swapNames(const QString& a, const QString& b);
+// Swaps the names a and b in one step; both must exist. False when they
+// could not be swapped (the platform or file system cannot, or a name is
+// gone), and nothing changed.
+bool swapNames(const QString& a, const QString& b);
 // Opens the file at path for writing, emptied, when it may take a new
 // content: a plain file of one name, with the owner and group of the file
 // at like, no extended attributes, and open in no other program. -1 when

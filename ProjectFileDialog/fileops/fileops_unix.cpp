@@ -95,18 +95,16 @@ bool fileops::detail::renameOver(const QString& from, const QString& to)
     return ::rename(QFile::encodeName(from).constData(), QFile::encodeName(to).constData()) == 0;
 }
 
-fileops::detail::Swap fileops::detail::swapNames(const QString& a, const QString& b)
+bool fileops::detail::swapNames(const QString& a, const QString& b)
 {
 #if defined(Q_OS_LINUX) && defined(RENAME_EXCHANGE)
-    if (::renameat2(AT_FDCWD, QFile::encodeName(a).constData(), AT_FDCWD, QFile::encodeName(b).constData(),
-                    RENAME_EXCHANGE)
-        == 0)
-        return Swap::Done;
-    return errno == ENOSYS || errno == EINVAL || errno == EOPNOTSUPP ? Swap::Unsupported : Swap::Failed;
+    return ::renameat2(AT_FDCWD, QFile::encodeName(a).constData(), AT_FDCWD, QFile::encodeName(b).constData(),
+                       RENAME_EXCHANGE)
+           == 0;
 #else
     Q_UNUSED(a)
     Q_UNUSED(b)
-    return Swap::Unsupported;
+    return false;
 #endif
 }
 

@@ -29,9 +29,9 @@ bool fileops::detail::renameOver(const QString& from, const QString& to)
            != 0;
 }
 
-fileops::detail::Swap fileops::detail::swapNames(const QString&, const QString&)
+bool fileops::detail::swapNames(const QString&, const QString&)
 {
-    return Swap::Unsupported;
+    return false;
 }
 
 int fileops::detail::takeEmptied(const QString&, const QString&)
